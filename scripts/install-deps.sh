@@ -1,0 +1,20 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building and testing need, when missing:
+# compilers, CMake and Ninja, GoogleTest sources, the aarch64 cross compiler,
+# qemu's user-mode emulator, and the tool's JSON and argument-parsing libraries.
+set -euo pipefail
+
+packages=(cmake ninja-build g++ googletest g++-aarch64-linux-gnu qemu-user
+          nlohmann-json3-dev libcli11-dev libbenchmark-dev)
+missing=()
+for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+echo "installing: ${missing[*]}" >&2
+sudo=""
+[ "$(id -u)" -eq 0 ] || sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

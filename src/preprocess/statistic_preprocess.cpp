@@ -1,0 +1,3 @@
+#include "kevra.h"
+
+void AppKEVRA::statistic_preprocess(int, float, kevra_parameter*, kevra_config*) {}

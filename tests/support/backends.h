@@ -1,0 +1,55 @@
+// The vector backends built into this test binary. Kernel tests run every
+// backend on the same inputs and demand the portable backend's exact bits.
+#ifndef KEVRA_TESTS_SUPPORT_BACKENDS_H
+#define KEVRA_TESTS_SUPPORT_BACKENDS_H
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <random>
+
+#include "simd/vec4.h"
+
+namespace kevra_test {
+
+#if KEVRA_SIMD_HAVE_NEON
+using VectorBackends = ::testing::Types<kevra::simd::Portable, kevra::simd::Neon>;
+#else
+using VectorBackends = ::testing::Types<kevra::simd::Portable>;
+#endif
+
+// True when a backend other than the portable one is compiled in, i.e. when a
+// backend-against-backend comparison can fail.
+constexpr bool kHaveSecondBackend = KEVRA_SIMD_HAVE_NEON != 0;
+
+// Runs body once per backend:
+//   for_each_backend([&](auto tag) { using V = typename decltype(tag)::type; ... });
+template <class V>
+struct BackendTag { using type = V; };
+
+template <class Body>
+void for_each_backend(Body body) {
+    body(BackendTag<kevra::simd::Portable>{});
+#if KEVRA_SIMD_HAVE_NEON
+    body(BackendTag<kevra::simd::Neon>{});
+#endif
+}
+
+// Floats that exercise the corners: zeros of both signs, infinities, NaNs,
+// denormals, huge and tiny values, and ordinary ones.
+inline float interesting_float(std::mt19937& rng) {
+    static const float specials[] = {0.0f, -0.0f, 1.0f, -1.0f, 0.5f, 1e-40f, -1e-40f, 3.4e38f, -3.4e38f,
+                                     __builtin_inff(), -__builtin_inff(), __builtin_nanf(""), -32767.0f,
+                                     -32768.0f, 65535.0f, 2147483648.0f, -2147483904.0f};
+    std::uniform_int_distribution<int> pick(0, 9);
+    if (pick(rng) == 0) {
+        std::uniform_int_distribution<size_t> which(0, sizeof specials / sizeof specials[0] - 1);
+        return specials[which(rng)];
+    }
+    std::uniform_real_distribution<float> value(-1000.0f, 1000.0f);
+    return value(rng);
+}
+
+}  // namespace kevra_test
+
+#endif  // KEVRA_TESTS_SUPPORT_BACKENDS_H
