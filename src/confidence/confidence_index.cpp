@@ -1,8 +1,5 @@
 // The confidence index: how well channel 1's fitted model, re-evaluated in
 // fixed point, explains the measured levels near it.
-#include <cmath>
-#include <cstring>
-
 #include "confidence/confidence_constants.h"
 #include "confidence/confidence_rows.h"
 #include "kevra.h"
@@ -33,20 +30,10 @@ int32_t largest_zone(const float (&value)[6], float* largest) {
     return zone;
 }
 
-// amplitude * score * 40000, negatives raised to 0, with the NaN the Arm unit
-// gives (x86-64 would flip the sign of a NaN made from inf * 0): a NaN
-// amplitude travels quieted, every other NaN is the default NaN.
+// amplitude * score * 40000, negatives raised to 0; a NaN stays NaN.
 float scaled_index(float amplitude, float score) {
-    float v = (amplitude * score) * 40000.0f;
-    if (v < 0.0f) v = 0.0f;
-    if (!std::isnan(v)) return v;
-    uint32_t bits = 0x7FC00000u;
-    if (std::isnan(amplitude)) {
-        std::memcpy(&bits, &amplitude, sizeof bits);
-        bits |= 0x00400000u;
-    }
-    std::memcpy(&v, &bits, sizeof v);
-    return v;
+    const float v = (amplitude * score) * 40000.0f;
+    return v < 0.0f ? 0.0f : v;
 }
 
 }  // namespace
