@@ -32,7 +32,7 @@ struct NormalEntryTable {
     }
 };
 
-constexpr NormalEntryTable kNormalEntryTable{};
+inline constexpr NormalEntryTable kNormalEntryTable{};
 
 // Calls block(k) for k = 0, 4, ..., whole_end - 4, sixteen samples per step.
 template <class Block>
