@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "linalg/inverse_ver2.h"
@@ -17,39 +18,24 @@ namespace {
 
 using kevra_test::SameBits;
 
-using Block = std::vector<std::vector<float>>;  // 7x7
-
 struct Mat8 {
     float m[8][8];
 };
 
-// A matrix with the given leading block and every other entry set to fill.
-Mat8 make(const Block& a, float fill = 0.0f) {
-    Mat8 x;
-    for (auto& row : x.m)
-        for (float& v : row) v = fill;
-    for (int i = 0; i < 7; ++i)
-        for (int j = 0; j < 7; ++j) x.m[i][j] = a[i][j];
+Mat8 identity() {
+    Mat8 x{};
+    for (int i = 0; i < 7; ++i) x.m[i][i] = 1.0f;
     return x;
 }
 
-Block identity() {
-    Block a(7, std::vector<float>(7, 0.0f));
-    for (int i = 0; i < 7; ++i) a[i][i] = 1.0f;
-    return a;
-}
-
-Block permutation(const std::vector<int>& col_of_row, float zero) {
-    Block a(7, std::vector<float>(7, zero));
-    for (int i = 0; i < 7; ++i) a[i][col_of_row[i]] = 1.0f;
-    return a;
-}
-
-Block transpose(const Block& a) {
-    Block t = a;
+// Row i has its 1 in column col_of_row[i]; every other entry of the leading
+// block is zero, of the sign given.
+Mat8 permutation(const int* col_of_row, float zero, bool transposed = false) {
+    Mat8 x{};
     for (int i = 0; i < 7; ++i)
-        for (int j = 0; j < 7; ++j) t[i][j] = a[j][i];
-    return t;
+        for (int j = 0; j < 7; ++j) x.m[i][j] = zero;
+    for (int i = 0; i < 7; ++i) (transposed ? x.m[col_of_row[i]][i] : x.m[i][col_of_row[i]]) = 1.0f;
+    return x;
 }
 
 Mat8 invert(Mat8 in, int order = 7) {
@@ -63,15 +49,15 @@ Mat8 invert(Mat8 in, int order = 7) {
 // Diagonally dominant, so the elimination stays well-behaved.
 Mat8 well_conditioned(std::mt19937& rng) {
     std::uniform_real_distribution<float> u(-1.0f, 1.0f);
-    Block a(7, std::vector<float>(7));
+    Mat8 x{};
     for (int i = 0; i < 7; ++i)
-        for (int j = 0; j < 7; ++j) a[i][j] = u(rng) + (i == j ? 4.0f : 0.0f);
-    return make(a);
+        for (int j = 0; j < 7; ++j) x.m[i][j] = u(rng) + (i == j ? 4.0f : 0.0f);
+    return x;
 }
 
 struct ExactCase {
     std::string name;
-    Block matrix, inverse;
+    Mat8 matrix, inverse;
 };
 
 // 2x2 leading block [[1, a], [a, c]] with a = 1 + 2^-12, c = 1 + 2^-11: the
@@ -79,44 +65,44 @@ struct ExactCase {
 // 0 and the result NaN); every later step is exact.
 ExactCase fused_elimination_case() {
     const float a = 1.0f + std::ldexp(1.0f, -12), c = 1.0f + std::ldexp(1.0f, -11);
-    Block m = identity(), inv = identity();
-    m[0][1] = m[1][0] = a;
-    m[1][1] = c;
-    inv[0][0] = -(16777216.0f + 8192.0f);
-    inv[0][1] = inv[1][0] = 16777216.0f + 4096.0f;
-    inv[1][1] = -16777216.0f;
+    Mat8 m = identity(), inv = identity();
+    m.m[0][1] = m.m[1][0] = a;
+    m.m[1][1] = c;
+    inv.m[0][0] = -(16777216.0f + 8192.0f);
+    inv.m[0][1] = inv.m[1][0] = 16777216.0f + 4096.0f;
+    inv.m[1][1] = -16777216.0f;
     return {"FusedUpdateKeepsTinyPivot", m, inv};
 }
 
 // Row 1 becomes zero in column 1 only after column 0 is eliminated.
 ExactCase late_zero_pivot_case() {
-    Block m = identity(), inv = identity();
-    m[0] = {1, 2, 0, 0, 0, 0, 0};
-    m[1] = {2, 4, 1, 0, 0, 0, 0};
-    m[2] = {0, 1, 0, 0, 0, 0, 0};
-    inv[0] = {1, 0, -2, 0, 0, 0, 0};
-    inv[1] = {0, 0, 1, 0, 0, 0, 0};
-    inv[2] = {-2, 1, 0, 0, 0, 0, 0};
+    Mat8 m = identity(), inv = identity();
+    const float rows[3][3] = {{1, 2, 0}, {2, 4, 1}, {0, 1, 0}}, inverse[3][3] = {{1, 0, -2}, {0, 0, 1}, {-2, 1, 0}};
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j) {
+            m.m[i][j] = rows[i][j];
+            inv.m[i][j] = inverse[i][j];
+        }
     return {"ZeroPivotAfterEliminationExchangesRows", m, inv};
 }
 
 // Normalisation divides: 7/3 is not 7 * (1/3) in single precision.
 ExactCase division_case() {
-    Block m = identity(), inv = identity();
-    m[0][0] = 3.0f;
-    m[0][1] = 7.0f;
-    inv[0][0] = 1.0f / 3.0f;
-    inv[0][1] = -(7.0f / 3.0f);
+    Mat8 m = identity(), inv = identity();
+    m.m[0][0] = 3.0f;
+    m.m[0][1] = 7.0f;
+    inv.m[0][0] = 1.0f / 3.0f;
+    inv.m[0][1] = -(7.0f / 3.0f);
     return {"DividesByThePivot", m, inv};
 }
 
 std::vector<ExactCase> exact_cases() {
-    const std::vector<int> swap01 = {1, 0, 2, 3, 4, 5, 6}, cycle = {3, 6, 0, 5, 1, 2, 4};
+    static const int swap01[7] = {1, 0, 2, 3, 4, 5, 6}, cycle[7] = {3, 6, 0, 5, 1, 2, 4};
     return {
         {"Identity", identity(), identity()},
-        {"SwapOfFirstTwoRows", permutation(swap01, 0.0f), transpose(permutation(swap01, 0.0f))},
-        {"CyclicPermutation", permutation(cycle, 0.0f), transpose(permutation(cycle, 0.0f))},
-        {"NegativeZerosCountAsZero", permutation(cycle, -0.0f), transpose(permutation(cycle, 0.0f))},
+        {"SwapOfFirstTwoRows", permutation(swap01, 0.0f), permutation(swap01, 0.0f, true)},
+        {"CyclicPermutation", permutation(cycle, 0.0f), permutation(cycle, 0.0f, true)},
+        {"NegativeZerosCountAsZero", permutation(cycle, -0.0f), permutation(cycle, 0.0f, true)},
         late_zero_pivot_case(),
         fused_elimination_case(),
         division_case(),
@@ -125,10 +111,10 @@ std::vector<ExactCase> exact_cases() {
 
 TEST(InverseVer2, MatchesHandComputedInverses) {
     for (const ExactCase& c : exact_cases()) {
-        const Mat8 got = invert(make(c.matrix));
+        const Mat8 got = invert(c.matrix);
         for (int i = 0; i < 7; ++i) {
             for (int j = 0; j < 7; ++j)
-                EXPECT_EQ(got.m[i][j], c.inverse[i][j]) << c.name << " [" << i << "][" << j << "]";
+                EXPECT_EQ(got.m[i][j], c.inverse.m[i][j]) << c.name << " [" << i << "][" << j << "]";
             EXPECT_EQ(got.m[i][7], 0.0f) << c.name << " column 7 of row " << i;
         }
     }
@@ -137,10 +123,10 @@ TEST(InverseVer2, MatchesHandComputedInverses) {
 TEST(InverseVer2, TakesTheFirstNonzeroPivotHoweverSmall) {
     // The true inverse of [[1e-30, 1], [1, 1]] is close to [[-1, 1], [1, 0]];
     // pivoting on 1e-30 loses the first column entirely.
-    Block a = identity();
-    a[0][0] = 1e-30f;
-    a[0][1] = a[1][0] = a[1][1] = 1.0f;
-    const Mat8 got = invert(make(a));
+    Mat8 a = identity();
+    a.m[0][0] = 1e-30f;
+    a.m[0][1] = a.m[1][0] = a.m[1][1] = 1.0f;
+    const Mat8 got = invert(a);
     EXPECT_EQ(got.m[0][0], 0.0f);
     EXPECT_EQ(got.m[1][0], 1.0f);
     EXPECT_NEAR(got.m[0][1], 1.0f, 1e-6f);
@@ -148,22 +134,17 @@ TEST(InverseVer2, TakesTheFirstNonzeroPivotHoweverSmall) {
 }
 
 TEST(InverseVer2, SingularOrNaNPivotMakesEveryEntryNaN) {
-    Block zero_column = identity();
-    zero_column[0][0] = 0.0f;
-    Block all_zero(7, std::vector<float>(7, 0.0f));
-    Block nan_first = identity();
-    nan_first[0][0] = NAN;
-    Block nan_later = identity();
-    nan_later[1][0] = NAN;  // becomes the pivot of column 1 after column 0 is eliminated
-    Block dependent = identity();
-    dependent[4] = dependent[2];
-    const std::vector<std::pair<std::string, Block>> cases = {{"FirstColumnZero", zero_column},
-                                                              {"AllZero", all_zero},
-                                                              {"NaNFirstPivot", nan_first},
-                                                              {"NaNInEliminatedRow", nan_later},
-                                                              {"DependentRows", dependent}};
+    Mat8 zero_column = identity(), nan_first = identity(), nan_later = identity(), dependent = identity();
+    zero_column.m[0][0] = 0.0f;
+    nan_first.m[0][0] = NAN;
+    nan_later.m[1][0] = NAN;  // row 1 turns NaN in column 0's elimination, then is column 1's pivot
+    dependent.m[4][4] = 0.0f;
+    dependent.m[4][2] = 1.0f;
+    const std::pair<const char*, Mat8> cases[] = {{"FirstColumnZero", zero_column}, {"AllZero", Mat8{}},
+                                                  {"NaNFirstPivot", nan_first}, {"NaNInEliminatedRow", nan_later},
+                                                  {"DependentRows", dependent}};
     for (const auto& c : cases) {
-        const Mat8 got = invert(make(c.second));
+        const Mat8 got = invert(c.second);
         for (int i = 0; i < 7; ++i)
             for (int j = 0; j < 8; ++j) EXPECT_TRUE(std::isnan(got.m[i][j])) << c.first << " [" << i << "][" << j << "]";
     }
