@@ -142,4 +142,42 @@ TEST(VectorLayer, EveryBackendMatchesThePortableBits) {
     }
 }
 
+// The operations a backend has to emulate where its instruction set differs
+// from the Arm unit's: every pair of special values through min and max (NaNs
+// of both kinds and signs, with payloads, against each other), and the
+// conversion corners on both sides of the int32 range and of float rounding.
+TEST(VectorLayer, EveryBackendMatchesThePortableBitsOnEmulatedCorners) {
+    if (!kevra_test::kHaveSecondBackend) GTEST_SKIP() << "only the portable backend is built here";
+    const uint32_t specials[] = {0x00000000u, 0x80000000u, 0x3f800000u, 0xbf800000u, 0x7f800000u, 0xff800000u,
+                                 0x00000001u, 0x80000001u, 0x7fc00000u, 0xffc00000u, 0x7fc12345u, 0xffd00001u,
+                                 0x7f800001u, 0xff800002u, 0x7fa00000u, 0x4f000000u, 0xcf000000u, 0x4effffffu,
+                                 0xcf000001u, 0x3fc00000u, 0xbfc00000u};
+    constexpr int kSpecials = sizeof specials / sizeof specials[0];
+    const uint32_t to_float_words[] = {0xFFFFFFFFu, 0xFFFFFF7Fu, 0xFFFFFF80u, 0xFFFFFF81u, 0x80000080u,
+                                       0x80000180u, 0x01000001u, 0x01000003u, 0x00FFFFFFu, 0x7FFFFFC0u,
+                                       0x7FFFFFBFu, 0x0000FFFFu};
+    const auto run = [&](auto tag, uint32_t* out) {
+        using V = typename decltype(tag)::type;
+        for (int a = 0; a < kSpecials; ++a) {
+            for (int b = 0; b < kSpecials; ++b) {
+                const auto fa = V::as_f(V::dup(specials[a])), fb = V::as_f(V::dup(specials[b]));
+                *out++ = V::get(V::as_u(V::min(fa, fb)), 0);
+                *out++ = V::get(V::as_u(V::max(fa, fb)), 0);
+            }
+            *out++ = V::get(V::as_u(V::to_int(V::as_f(V::dup(specials[a])))), 0);
+        }
+        for (uint32_t w : to_float_words) *out++ = V::get(V::as_u(V::to_float(V::dup(w))), 0);
+    };
+    constexpr int kWords = kSpecials * (2 * kSpecials + 1) + sizeof to_float_words / sizeof to_float_words[0];
+    uint32_t want[kWords], got[kWords];
+    run(kevra_test::BackendTag<Portable>{}, want);
+    kevra_test::for_each_backend([&](auto tag) {
+        run(tag, got);
+        EXPECT_TRUE(kevra_test::SameBits(want, got, kWords)) << decltype(tag)::type::name;
+    });
+    // The exact unsigned conversion rounds ties to even.
+    EXPECT_EQ(Portable::get(Portable::to_float(Portable::dup(0x80000080u)), 0), 2147483648.0f);
+    EXPECT_EQ(Portable::get(Portable::to_float(Portable::dup(0x80000180u)), 0), 2147484160.0f);
+}
+
 }  // namespace
