@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <memory>
 #include <vector>
 
@@ -9,65 +8,44 @@
 
 namespace {
 
-struct RepairCase {
-    std::vector<float> in, want;
-};
-
 const float kNaN = __builtin_nanf("");
+const float kInf = __builtin_inff();
 
-const RepairCase kCases[] = {
+const std::vector<float> kCases[][2] = {
     {{10, -1, -1, 40, -1, -1}, {10, 20, 30, 40, 40, 40}},
-    {{5, 0, -1, 9}, {5, 0, 4.5f, 9}},                                   // 0.0 is present
+    {{5, 0, -1, 9}, {5, 0, 4.5f, 9}},  // 0.0 is present
     {{-0.0f, -1, 8}, {-0.0f, 4, 8}},
-    {{-32767, -32767, 30, -1, 50}, {-32767, -16368.5f, 30, 40, 50}},   // entry 0 keeps its marker
+    {{-32767, -32767, 30, -1, 50}, {-32767, -16368.5f, 30, 40, 50}},  // entry 0 keeps its marker
     {{-1, 3, -1, -1, 9, -1}, {-1, 3, 5, 7, 9, 9}},
     {{-5, -7, -9}, {-5, -5, -5}},
-    {{4, kNaN, -1, 8}, {4, kNaN, kNaN, 8}},                             // NaN is present
-    {{1, -__builtin_inff(), __builtin_inff()}, {1, __builtin_inff(), __builtin_inff()}},
+    {{4, kNaN, -1, 8}, {4, kNaN, kNaN, 8}},  // NaN is present
+    {{1, -kInf, kInf}, {1, kInf, kInf}},
     {{-3}, {-3}},
     // Products, sum and quotient each rounded in single precision: neither a fused
-    // multiply-add nor double precision gives 240.575897 for the last entry.
+    // multiply-add nor double precision gives 240.575897 for entry 3.
     {{220.201523f, -1, -1, -1, 247.36734f}, {220.201523f, 226.992981f, 233.784424f, 240.575897f, 247.36734f}},
 };
 
-// The zone repair runs along the first index of float[6][256]; every case is placed
-// in its own column, among untouched neighbours, and only `columns` columns are repaired.
-TEST(NanCheck, ZoneRepairFillsEachColumnAndLeavesTheRestAlone) {
+// Each case runs down column 1 of both array shapes; column 0 (all missing) becomes
+// copies of its entry 0, columns from `columns` on and entries from `length` on stay.
+TEST(NanCheck, BothShapesRepairTheirColumnsAlike) {
     auto detector = std::make_unique<kevra_test::Probe>();
-    for (const RepairCase& c : kCases) {
-        const int length = static_cast<int>(c.in.size());
-        ASSERT_LE(length, 6);
-        alignas(16) float a[6][256];
-        for (auto& row : a) std::fill(std::begin(row), std::end(row), -2.0f);
-        for (int i = 0; i < length; ++i) a[i][1] = c.in[static_cast<size_t>(i)];
-        detector->nan_check_v2_6_256(a, length, 2);
+    for (const auto& c : kCases) {
+        const int length = static_cast<int>(c[0].size());
+        alignas(16) float zones[6][256];
+        float rows[6][4];
         for (int i = 0; i < 6; ++i) {
-            const float want = i < length ? c.want[static_cast<size_t>(i)] : -2.0f;
-            EXPECT_TRUE(kevra_test::SameBits(want, a[i][1])) << "entry " << i << " of case " << &c - kCases;
-            // Column 0 is all missing, so it becomes copies of its entry 0; column 2 is outside.
-            EXPECT_EQ(a[i][0], -2.0f);
-            EXPECT_EQ(a[i][2], -2.0f);
+            std::fill(std::begin(zones[i]), std::end(zones[i]), -2.0f);
+            std::fill(std::begin(rows[i]), std::end(rows[i]), -2.0f);
+            if (i < length) zones[i][1] = rows[i][1] = c[0][static_cast<size_t>(i)];
         }
-    }
-}
-
-TEST(NanCheck, RowRepairGivesTheSameColumnsAsTheZoneRepair) {
-    auto detector = std::make_unique<kevra_test::Probe>();
-    for (const RepairCase& c : kCases) {
-        const int length = static_cast<int>(c.in.size());
-        float a[8][4];
-        for (int i = 0; i < 8; ++i) {
-            for (int col = 0; col < 4; ++col) a[i][col] = i < length ? c.in[static_cast<size_t>(i)] : 77.0f;
+        detector->nan_check_v2_6_256(zones, length, 2);
+        detector->nan_check_v2_256_4(rows, length, 2);
+        for (int i = 0; i < 6; ++i) {
+            const float want[3] = {-2.0f, i < length ? c[1][static_cast<size_t>(i)] : -2.0f, -2.0f};
+            EXPECT_TRUE(kevra_test::SameBits(want, zones[i], 3)) << "entry " << i << " of case " << &c - kCases;
+            EXPECT_TRUE(kevra_test::SameBits(want, rows[i], 3)) << "entry " << i << " of case " << &c - kCases;
         }
-        a[0][3] = -9.0f;  // column 3 lies beyond `columns` and must keep its missing entry
-        detector->nan_check_v2_256_4(a, length, 3);
-        for (int i = 0; i < 8; ++i) {
-            for (int col = 0; col < 3; ++col) {
-                const float want = i < length ? c.want[static_cast<size_t>(i)] : 77.0f;
-                EXPECT_TRUE(kevra_test::SameBits(want, a[i][col])) << i << "," << col << " of case " << &c - kCases;
-            }
-        }
-        EXPECT_EQ(a[0][3], -9.0f);
     }
 }
 
