@@ -35,7 +35,7 @@ TEST(MedianFilter, EveryLengthAndBackendMatchesTheOutOfPlaceDefinition) {
     using kevra::simd::max_nan;
     using kevra::simd::min_nan;
     std::mt19937 rng(7);
-    for (int n = 0; n <= 41; ++n) {
+    for (int n = 1; n <= 41; ++n) {
         std::vector<float> in(static_cast<size_t>(n));
         for (float& x : in) x = kevra_test::interesting_float(rng);
         std::vector<float> want = in;

@@ -36,9 +36,10 @@ TEST(RemoveOutliersVer2, DropsMissingSamplesAndOnlyTheFirstLargestDeviationAbove
         std::vector<unsigned int> keep(n + 1, 123u);
         int count = -5;
         detector->remove_outliers_ver2(data.data(), static_cast<int>(n), &count, keep.data(), c.tolerance);
-        EXPECT_TRUE(kevra_test::SameBits(c.want_keep.data(), keep.data(), n)) << "case " << &c - cases;
         EXPECT_EQ(keep[n], 123u);
         EXPECT_EQ(count, static_cast<int>(n));
+        if (n == 0) continue;
+        EXPECT_TRUE(kevra_test::SameBits(c.want_keep.data(), keep.data(), n)) << "case " << &c - cases;
         EXPECT_TRUE(kevra_test::SameBits(c.data.data(), data.data(), n)) << "data changed";
     }
 }
