@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
-#include <memory>
 #include <random>
 #include <vector>
 
@@ -11,7 +9,7 @@
 #include "preprocess/sample_screening.h"
 #include "support/backends.h"
 #include "support/bits.h"
-#include "support/probe.h"
+#include "support/prepared_detector.h"
 
 namespace {
 
@@ -109,33 +107,20 @@ TEST(RowLevels, SixTermSumsRunInZoneOrder) {
     EXPECT_TRUE(kevra_test::SameBits(want_row, row_level[0], 4));
 }
 
-// Caller buffers for `rows` statistic rows and a detector pointed at them, with the
-// weights KevrMain would have reset; weight_base_x10 10 makes every level term 1.0.
-struct Preprocess {
-    explicit Preprocess(int rows) : sums(24 * static_cast<size_t>(rows)), counts(sums.size()), levels(sums.size()) {
-        probe->stat_sum = sums.data();
-        probe->stat_count = counts.data();
-        probe->stat_level = levels.data();
-        std::memset(probe->stat_high, 0, sizeof probe->stat_high);
-        std::memset(&param, 0, sizeof param);
-        std::memset(&config, 0, sizeof config);
+// weight_base_x10 10 makes every level term 1.0.
+struct Preprocess : kevra_test::PreparedDetector {
+    explicit Preprocess(int rows) : PreparedDetector(rows) {
         param.tolerance_ref = 1.0f;
         config.high_full_scale = 2;
         config.weight_base_x10 = 10;
         config.weight_exponent_x10 = 10;
-        for (int z = 0; z < 6; ++z) probe->zone_weight[z] = config.fixed_weight[z] = 1.0f;
+        for (float& w : config.fixed_weight) w = 1.0f;
     }
     void set_channel(int row, int channel, uint32_t sum, uint32_t count) {
         std::fill_n(sums.begin() + 24 * row + 6 * channel, 6, sum);
         std::fill_n(counts.begin() + 24 * row + 6 * channel, 6, count);
     }
     void run(int row_num, float frame_ratio = 1.0f) { probe->statistic_preprocess(row_num, frame_ratio, &param, &config); }
-
-    std::unique_ptr<kevra_test::Probe> probe = std::make_unique<kevra_test::Probe>();
-    std::vector<uint32_t> sums, counts;
-    std::vector<float> levels;
-    kevra_parameter param;
-    kevra_config config;
 };
 
 // Channel 0 has no data in rows 0, 3 and 4 of 8 and the level 10 (r + 1) elsewhere.
