@@ -120,6 +120,7 @@ TEST(KevrMain, ResetsPerRunStateAndRecordsTheCallerBuffers) {
     RunRecords r(4);
     r.param.ratio_table[0] = 1.0f;
     r.param.ratio_table[1] = 1.0f;
+    r.config.weight_enable = 0;
     std::memset(d->zone_weight_base, 0x5A, sizeof d->zone_weight_base);
     ASSERT_EQ(d->KevrMain(&r.param, &r.stat, &r.config, &r.result), KEVRA_STATUS_OK);
     EXPECT_EQ(d->stat_sum, r.sums.data());
