@@ -15,31 +15,32 @@ namespace simd {
 struct Sse {
     static constexpr const char* name = "sse";
 
-    using F = __m128;
-    // Distinct types, so that overloads tell signed from unsigned lanes.
+    // Wrapped, so that overloads tell signed from unsigned lanes and so that
+    // the types can be template arguments without losing their attributes.
+    struct F { __m128 v; };
     struct I { __m128i v; };
     struct U { __m128i v; };
 
-    static F load(const float* p) { return _mm_loadu_ps(p); }
+    static F load(const float* p) { return F{_mm_loadu_ps(p)}; }
     static I load(const int32_t* p) { return I{_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))}; }
     static U load(const uint32_t* p) { return U{_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))}; }
-    static F load2(const float* p) { return _mm_castsi128_ps(low64(p)); }
+    static F load2(const float* p) { return F{_mm_castsi128_ps(low64(p))}; }
     static I load2(const int32_t* p) { return I{low64(p)}; }
     static U load2(const uint32_t* p) { return U{low64(p)}; }
-    static void store(float* p, F a) { _mm_storeu_ps(p, a); }
+    static void store(float* p, F a) { _mm_storeu_ps(p, a.v); }
     static void store(int32_t* p, I a) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v); }
     static void store(uint32_t* p, U a) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), a.v); }
-    static void store2(float* p, F a) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(a)); }
+    static void store2(float* p, F a) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_castps_si128(a.v)); }
     static void store2(int32_t* p, I a) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), a.v); }
     static void store2(uint32_t* p, U a) { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), a.v); }
     static void store2_high(uint32_t* p, U a) {
         _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_unpackhi_epi64(a.v, a.v));
     }
 
-    static F dup(float x) { return _mm_set1_ps(x); }
+    static F dup(float x) { return F{_mm_set1_ps(x)}; }
     static I dup(int32_t x) { return I{_mm_set1_epi32(x)}; }
     static U dup(uint32_t x) { return U{_mm_set1_epi32(static_cast<int32_t>(x))}; }
-    static F set(float a, float b, float c, float d) { return _mm_setr_ps(a, b, c, d); }
+    static F set(float a, float b, float c, float d) { return F{_mm_setr_ps(a, b, c, d)}; }
     static I set(int32_t a, int32_t b, int32_t c, int32_t d) { return I{_mm_setr_epi32(a, b, c, d)}; }
     static U set(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
         return U{_mm_setr_epi32(static_cast<int32_t>(a), static_cast<int32_t>(b), static_cast<int32_t>(c),
@@ -47,10 +48,10 @@ struct Sse {
     }
     static float get(F a, int lane) {
         switch (lane) {
-            case 0: return _mm_cvtss_f32(a);
-            case 1: return _mm_cvtss_f32(_mm_shuffle_ps(a, a, 1));
-            case 2: return _mm_cvtss_f32(_mm_shuffle_ps(a, a, 2));
-            default: return _mm_cvtss_f32(_mm_shuffle_ps(a, a, 3));
+            case 0: return _mm_cvtss_f32(a.v);
+            case 1: return _mm_cvtss_f32(_mm_shuffle_ps(a.v, a.v, 1));
+            case 2: return _mm_cvtss_f32(_mm_shuffle_ps(a.v, a.v, 2));
+            default: return _mm_cvtss_f32(_mm_shuffle_ps(a.v, a.v, 3));
         }
     }
     static int32_t get(I a, int lane) { return static_cast<int32_t>(get(U{a.v}, lane)); }
@@ -63,57 +64,58 @@ struct Sse {
         }
     }
 
-    static F add(F a, F b) { return _mm_add_ps(a, b); }
-    static F sub(F a, F b) { return _mm_sub_ps(a, b); }
-    static F mul(F a, F b) { return _mm_mul_ps(a, b); }
-    static F div(F a, F b) { return _mm_div_ps(a, b); }
-    static F neg(F a) { return _mm_xor_ps(a, sign_bits()); }
-    static F abs(F a) { return _mm_andnot_ps(sign_bits(), a); }
-    static F sqrt(F a) { return _mm_sqrt_ps(a); }
-    static F fma(F acc, F a, F b) { return _mm_fmadd_ps(a, b, acc); }
-    static F fms(F acc, F a, F b) { return _mm_fnmadd_ps(a, b, acc); }
+    static F add(F a, F b) { return F{_mm_add_ps(a.v, b.v)}; }
+    static F sub(F a, F b) { return F{_mm_sub_ps(a.v, b.v)}; }
+    static F mul(F a, F b) { return F{_mm_mul_ps(a.v, b.v)}; }
+    static F div(F a, F b) { return F{_mm_div_ps(a.v, b.v)}; }
+    static F neg(F a) { return F{_mm_xor_ps(a.v, sign_bits())}; }
+    static F abs(F a) { return F{_mm_andnot_ps(sign_bits(), a.v)}; }
+    static F sqrt(F a) { return F{_mm_sqrt_ps(a.v)}; }
+    static F fma(F acc, F a, F b) { return F{_mm_fmadd_ps(a.v, b.v, acc.v)}; }
+    // As the compiler makes std::fma(-a, b, acc) with FMA3: a NaN a keeps its sign.
+    static F fms(F acc, F a, F b) { return F{_mm_fnmadd_ps(a.v, b.v, acc.v)}; }
     // minps/maxps return the second operand for NaN and for equal values:
     // equal values take the OR (min) or AND (max) of both, so -0 < +0, and a
     // NaN operand gives the NaN that the Arm unit returns.
     static F min(F a, F b) {
-        const F r = _mm_blendv_ps(_mm_min_ps(a, b), _mm_or_ps(a, b), _mm_cmpeq_ps(a, b));
-        return _mm_blendv_ps(r, arm_nan(a, b), _mm_cmpunord_ps(a, b));
+        const __m128 r = _mm_blendv_ps(_mm_min_ps(a.v, b.v), _mm_or_ps(a.v, b.v), _mm_cmpeq_ps(a.v, b.v));
+        return F{_mm_blendv_ps(r, arm_nan(a.v, b.v), _mm_cmpunord_ps(a.v, b.v))};
     }
     static F max(F a, F b) {
-        const F r = _mm_blendv_ps(_mm_max_ps(a, b), _mm_and_ps(a, b), _mm_cmpeq_ps(a, b));
-        return _mm_blendv_ps(r, arm_nan(a, b), _mm_cmpunord_ps(a, b));
+        const __m128 r = _mm_blendv_ps(_mm_max_ps(a.v, b.v), _mm_and_ps(a.v, b.v), _mm_cmpeq_ps(a.v, b.v));
+        return F{_mm_blendv_ps(r, arm_nan(a.v, b.v), _mm_cmpunord_ps(a.v, b.v))};
     }
 
-    static U cmp_gt(F a, F b) { return U{_mm_castps_si128(_mm_cmpgt_ps(a, b))}; }
-    static U cmp_ge(F a, F b) { return U{_mm_castps_si128(_mm_cmpge_ps(a, b))}; }
-    static U cmp_lt(F a, F b) { return U{_mm_castps_si128(_mm_cmplt_ps(a, b))}; }
-    static U cmp_le(F a, F b) { return U{_mm_castps_si128(_mm_cmple_ps(a, b))}; }
-    static U cmp_eq(F a, F b) { return U{_mm_castps_si128(_mm_cmpeq_ps(a, b))}; }
+    static U cmp_gt(F a, F b) { return U{_mm_castps_si128(_mm_cmpgt_ps(a.v, b.v))}; }
+    static U cmp_ge(F a, F b) { return U{_mm_castps_si128(_mm_cmpge_ps(a.v, b.v))}; }
+    static U cmp_lt(F a, F b) { return U{_mm_castps_si128(_mm_cmplt_ps(a.v, b.v))}; }
+    static U cmp_le(F a, F b) { return U{_mm_castps_si128(_mm_cmple_ps(a.v, b.v))}; }
+    static U cmp_eq(F a, F b) { return U{_mm_castps_si128(_mm_cmpeq_ps(a.v, b.v))}; }
     static U cmp_eq(U a, U b) { return U{_mm_cmpeq_epi32(a.v, b.v)}; }
 
     // Bitwise, like the Arm select: blendv would look at the top bit only.
-    static F select(U m, F a, F b) { return _mm_castsi128_ps(bsl(m.v, _mm_castps_si128(a), _mm_castps_si128(b))); }
+    static F select(U m, F a, F b) { return as_f(U{bsl(m.v, as_u(a).v, as_u(b).v)}); }
     static U select(U m, U a, U b) { return U{bsl(m.v, a.v, b.v)}; }
     static I select(U m, I a, I b) { return I{bsl(m.v, a.v, b.v)}; }
 
-    static U as_u(F a) { return U{_mm_castps_si128(a)}; }
+    static U as_u(F a) { return U{_mm_castps_si128(a.v)}; }
     static U as_u(I a) { return U{a.v}; }
-    static F as_f(U a) { return _mm_castsi128_ps(a.v); }
+    static F as_f(U a) { return F{_mm_castsi128_ps(a.v)}; }
     static I as_i(U a) { return I{a.v}; }
 
     // Two exact 16-bit halves, one rounding in the fused combination.
     static F to_float(U a) {
-        const F high = _mm_cvtepi32_ps(_mm_srli_epi32(a.v, 16));
-        const F low = _mm_cvtepi32_ps(_mm_and_si128(a.v, _mm_set1_epi32(0xFFFF)));
-        return _mm_fmadd_ps(high, _mm_set1_ps(65536.0f), low);
+        const __m128 high = _mm_cvtepi32_ps(_mm_srli_epi32(a.v, 16));
+        const __m128 low = _mm_cvtepi32_ps(_mm_and_si128(a.v, _mm_set1_epi32(0xFFFF)));
+        return F{_mm_fmadd_ps(high, _mm_set1_ps(65536.0f), low)};
     }
-    static F to_float(I a) { return _mm_cvtepi32_ps(a.v); }
+    static F to_float(I a) { return F{_mm_cvtepi32_ps(a.v)}; }
     // cvttps gives 0x80000000 for NaN and beyond either limit: flip it to
     // INT32_MAX at or above 2^31 and clear it for NaN.
     static I to_int(F a) {
-        const __m128i t = _mm_cvttps_epi32(a);
-        const __m128i high = _mm_castps_si128(_mm_cmpge_ps(a, _mm_set1_ps(2147483648.0f)));
-        return I{_mm_and_si128(_mm_xor_si128(t, high), _mm_castps_si128(_mm_cmpord_ps(a, a)))};
+        const __m128i t = _mm_cvttps_epi32(a.v);
+        const __m128i high = _mm_castps_si128(_mm_cmpge_ps(a.v, _mm_set1_ps(2147483648.0f)));
+        return I{_mm_and_si128(_mm_xor_si128(t, high), _mm_castps_si128(_mm_cmpord_ps(a.v, a.v)))};
     }
 
     static U add(U a, U b) { return U{_mm_add_epi32(a.v, b.v)}; }
@@ -144,18 +146,18 @@ struct Sse {
     }
 
 private:
-    static F sign_bits() { return _mm_castsi128_ps(_mm_set1_epi32(INT32_MIN)); }
+    static __m128 sign_bits() { return _mm_castsi128_ps(_mm_set1_epi32(INT32_MIN)); }
     static __m128i low64(const void* p) { return _mm_loadl_epi64(static_cast<const __m128i*>(p)); }
     static __m128i bsl(__m128i m, __m128i a, __m128i b) {
         return _mm_or_si128(_mm_and_si128(m, a), _mm_andnot_si128(m, b));
     }
     template <int Bytes>
     static F ext(F a, F b) {
-        return _mm_castsi128_ps(_mm_alignr_epi8(_mm_castps_si128(b), _mm_castps_si128(a), Bytes));
+        return as_f(U{_mm_alignr_epi8(as_u(b).v, as_u(a).v, Bytes)});
     }
     // The NaN an Arm min/max returns when a or b is NaN: a signalling operand
     // first, then a NaN a, then b; always quieted.
-    static F arm_nan(F a, F b) {
+    static __m128 arm_nan(__m128 a, __m128 b) {
         const __m128i quiet_bit = _mm_set1_epi32(0x00400000);
         const __m128i a_nan = _mm_castps_si128(_mm_cmpunord_ps(a, a));
         const __m128i b_nan = _mm_castps_si128(_mm_cmpunord_ps(b, b));
