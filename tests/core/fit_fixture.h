@@ -5,10 +5,11 @@
 #define KEVRA_TESTS_CORE_FIT_FIXTURE_H
 
 #include <cmath>
-#include <cstring>
 #include <random>
+#include <utility>
 
 #include "kevra.h"
+#include "support/fit_defaults.h"
 
 namespace kevra_test {
 
@@ -17,26 +18,7 @@ struct FitRecords {
     kevra_parameter param{};
     kevra_config config{};
 
-    FitRecords() {
-        param.ratio_index = 0;
-        param.ratio_table[0] = 1.0f;
-        param.ratio_table[1] = 1.0f;
-        param.row_num = 256;
-        param.start_time = &start_time;
-        param.exposure_time = 8000.0f;
-        param.line_time = 30.0f;
-        config.mains_frequency = 50;
-        config.lines_per_row = 16;
-        config.offset_step = 1.0f;
-        config.phase_step = 1.0f;
-        config.amplitude_step = 1.0f;
-        config.convergence_exponent = 5;
-        config.max_iterations = 30;
-        const float thresholds[5] = {0.01f, 0.02f, 0.04f, 0.08f, 0.16f};
-        const float ratios[5] = {0.9f, 0.7f, 0.5f, 0.3f, 0.1f};
-        std::memcpy(config.range_threshold, thresholds, sizeof thresholds);
-        std::memcpy(config.detect_ratio, ratios, sizeof ratios);
-    }
+    FitRecords() { set_fit_defaults(param, config, &start_time); }
 };
 
 // A flicker model in the fit's own terms, evaluated in double.
