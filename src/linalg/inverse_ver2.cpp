@@ -1,3 +1,8 @@
+#include "linalg/inverse_ver2.h"
+
 #include "kevra.h"
 
-void AppKEVRA::inverse_ver2(int, float (*)[8], float (*)[8]) {}
+// The order is fixed at 7; the argument is kept for the interface only.
+void AppKEVRA::inverse_ver2(int, float (*matrix)[8], float (*inverse)[8]) {
+    kevra::invert_order7<kevra::simd::Native>(matrix, inverse);
+}
