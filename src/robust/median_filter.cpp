@@ -1,3 +1,7 @@
+#include "robust/median_filter.h"
+
 #include "kevra.h"
 
-void AppKEVRA::median_filter(float*, int, kevra_parameter*) {}
+void AppKEVRA::median_filter(float* data, int n, kevra_parameter*) {
+    kevra::median4_filter<kevra::simd::Native>(data, n);
+}
