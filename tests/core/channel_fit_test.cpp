@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <memory>
 
 #include "core/fit_fixture.h"
-#include "support/backends.h"
 #include "support/bits.h"
 
 namespace {
@@ -17,20 +15,12 @@ using kevra_test::FitRecords;
 using kevra_test::Flicker;
 using kevra_test::SameBits;
 
-// The fit over plain arrays, with the double-precision stand-in solver.
 struct FitBench {
     FitRecords r;
-    alignas(16) float row_level[256][4] = {};
-    alignas(16) float design[8][256] = {};
-    float fit_delta[7] = {};
+    std::unique_ptr<kevra_test::Probe> probe = std::make_unique<kevra_test::Probe>();
+    float (*row_level)[4] = probe->row_level;
 
-    template <class V = kevra::simd::Native>
-    FitState run() {
-        const kevra::FitSettings s = kevra::make_fit_settings(&r.param, &r.config);
-        const int rows = r.param.row_num;
-        return kevra::fit_channels<V>(s, &r.config, row_level, design, fit_delta,
-                                      [&] { kevra_test::solve_in_double(design, rows, fit_delta); });
-    }
+    FitState run() { return kevra_test::fit_on_probe<kevra::simd::Native>(*probe, r.param, r.config); }
 };
 
 // Phase difference on the circle of one period, in us.
@@ -91,7 +81,7 @@ TEST(ChannelFit, NoIterationReportsStartingValues) {
         }
         EXPECT_TRUE(SameBits(0.0f, f.range.max));
         EXPECT_TRUE(SameBits(10.0f, f.range.min));
-        EXPECT_TRUE(SameBits(0.0f, b->design[0][0])) << "no design row is written";
+        EXPECT_TRUE(SameBits(0.0f, b->probe->design[0][0])) << "no design row is written";
     }
 }
 
@@ -134,30 +124,6 @@ TEST(ChannelFit, RangeIsChannelOnesModelSpan) {
     const FitState f = b->run();
     EXPECT_NEAR(0.53, f.range.max, 1e-4);
     EXPECT_NEAR(0.47, f.range.min, 1e-4);
-}
-
-TEST(ChannelFit, BackendsAgreeBitForBit) {
-    if (!kevra_test::kHaveSecondBackend) GTEST_SKIP() << "only the portable backend is built in";
-    for (unsigned seed = 1; seed <= 6; ++seed) {
-        auto b = std::make_unique<FitBench>();
-        b->r.param.row_num = int(40 * seed + 9);
-        b->r.config.mains_frequency = seed % 2 ? 50 : 60;
-        b->r.config.max_iterations = 12;
-        kevra_test::fill_row_levels(b->row_level, b->r, Flicker{300, {20, 5, 2}, {300.0 * seed, 10, 20}}, 8.0,
-                                    seed, 256);
-        FitState want{};
-        kevra_test::for_each_backend([&](auto tag) {
-            using V = typename decltype(tag)::type;
-            const FitState got = b->run<V>();
-            if (std::strcmp(V::name, "portable") == 0) {
-                want = got;
-            } else {
-                EXPECT_TRUE(SameBits(&want.channel[0].offset, &got.channel[0].offset, 28)) << V::name;
-                EXPECT_TRUE(SameBits(want.iterations, got.iterations, 4));
-                EXPECT_TRUE(SameBits(&want.range.max, &got.range.max, 2));
-            }
-        });
-    }
 }
 
 }  // namespace

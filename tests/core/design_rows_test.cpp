@@ -144,22 +144,6 @@ TEST(DesignRows, TrackDirectlyComputedAngles) {
     EXPECT_LT(worst, 1e-4);
 }
 
-TEST(DesignRows, WriteWholeBlocksOfEightAndNothingBeyond) {
-    const Inputs in = random_inputs(3);
-    for (const int row_num : {1, 8, 9, 17, 250, 256}) {
-        alignas(16) float design[8][256];
-        std::memset(design, 0x7f, sizeof design);
-        const float untouched = design[0][0];
-        kevra::build_design_rows<kevra::simd::Native>(in.table, in.terms, in.level, row_num, design, nullptr);
-        const int end = (row_num + 7) / 8 * 8;
-        for (int r = 1; r < 8; ++r) {
-            for (int i = 0; i < 256; ++i) {
-                ASSERT_EQ(i >= end, SameBits(untouched, design[r][i])) << "row_num " << row_num << " column " << i;
-            }
-        }
-    }
-}
-
 // Rows past row_num in the last block count for the range: a model peak placed
 // at row 252 is seen with row_num 250.
 TEST(DesignRows, RangeCoversTheWholeLastBlock) {

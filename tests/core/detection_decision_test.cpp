@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 
 #include "support/bits.h"
 
@@ -67,30 +66,6 @@ TEST(DetectionDecision, RangeInNoBandBelowTheTopIsFlicker) {
     EXPECT_EQ(1u, decide(0.2f, 0, 100, t));   // no band holds it, and 0.2 < T4
     EXPECT_EQ(0u, decide(0.55f, 50, 100, t));  // T2..T3: R2 = 0.5
     EXPECT_EQ(0u, decide(0.8f, 10, 100, t));   // >= T4: R4 = 0.1, ceil(10) is not below 10
-}
-
-TEST(WriteFittingResult, FillsEveryChannelAndLeavesTheRestAlone) {
-    kevra::FitState f{};
-    for (int c = 0; c < 4; ++c) {
-        f.channel[c] = kevra::ChannelParams{10.0f * c, {1.0f + c, 2.0f + c, 3.0f + c}, {4.0f + c, 5.0f + c, 6.0f + c}};
-        f.iterations[c] = 7 + c;
-    }
-    kevra_fitting_result result;
-    std::memset(&result, 0xA5, sizeof result);
-    kevra_parameter param;
-    std::memset(&param, 0x5A, sizeof param);
-    kevra::write_fitting_result(f, 1, &result, &param);
-    for (int c = 0; c < 4; ++c) {
-        EXPECT_EQ(10.0f * c, result.offset[c]);
-        EXPECT_EQ(1.0f + c, result.amplitude1[c]);
-        EXPECT_EQ(3.0f + c, result.amplitude3[c]);
-        EXPECT_EQ(5.0f + c, result.phase2[c]);
-        EXPECT_EQ(6.0f + c, result.phase3[c]);
-        EXPECT_EQ(7 + c, param.fit_iterations[c]);
-    }
-    EXPECT_EQ(1u, result.flicker_detected);
-    for (const uint8_t b : result.reserved_0x74) EXPECT_EQ(0xA5, b);
-    EXPECT_EQ(0x5A5A5A5A, param.row_num);
 }
 
 }  // namespace

@@ -1,15 +1,16 @@
-// Records and row levels for tests of the curve fit, and a double-precision
-// least-squares step that stands in for the library's solver where a test is
-// about the fit rather than the solver.
+// Records and row levels for tests of the curve fit, and the fit run from a
+// probe's row levels with any vector backend and the library's solver.
 #ifndef KEVRA_TESTS_CORE_FIT_FIXTURE_H
 #define KEVRA_TESTS_CORE_FIT_FIXTURE_H
 
 #include <cmath>
 #include <random>
-#include <utility>
 
+#include "core/channel_fit.h"
+#include "core/fit_settings.h"
 #include "kevra.h"
 #include "support/fit_defaults.h"
+#include "support/probe.h"
 
 namespace kevra_test {
 
@@ -47,28 +48,12 @@ inline void fill_row_levels(float (*row_level)[4], const FitRecords& r, const Fl
     }
 }
 
-// fit_delta = argmin |design[0..6]^T x - design[7]| over the first row_num
-// columns, by the normal equations in double and Gaussian elimination.
-inline void solve_in_double(const float (*design)[256], int row_num, float* fit_delta) {
-    double a[7][8] = {};
-    for (int i = 0; i < 7; ++i) {
-        for (int j = 0; j < 8; ++j) {
-            for (int k = 0; k < row_num; ++k) a[i][j] += double(design[i][k]) * double(design[j][k]);
-        }
-    }
-    for (int col = 0; col < 7; ++col) {
-        int pivot = col;
-        for (int r = col + 1; r < 7; ++r) {
-            if (std::fabs(a[r][col]) > std::fabs(a[pivot][col])) pivot = r;
-        }
-        for (int j = 0; j < 8; ++j) std::swap(a[col][j], a[pivot][j]);
-        for (int r = 0; r < 7; ++r) {
-            if (r == col) continue;
-            const double f = a[r][col] / a[col][col];
-            for (int j = 0; j < 8; ++j) a[r][j] -= f * a[col][j];
-        }
-    }
-    for (int u = 0; u < 7; ++u) fit_delta[u] = static_cast<float>(a[u][7] / a[u][u]);
+template <class V>
+kevra::FitState fit_on_probe(Probe& probe, const kevra_parameter& param, const kevra_config& config) {
+    const kevra::FitSettings s = kevra::make_fit_settings(&param, &config);
+    float normal[8][8] = {}, inverse[8][8] = {};
+    return kevra::fit_channels<V>(s, &config, probe.row_level, probe.design, probe.fit_delta,
+                                  [&] { probe.matrix_multiplication(s.row_num, 7, normal, inverse); });
 }
 
 }  // namespace kevra_test

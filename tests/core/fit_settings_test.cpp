@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
 
 #include "core/fit_fixture.h"
 #include "support/bits.h"
@@ -67,24 +66,6 @@ TEST(FitSettings, ConvergenceThresholdIsTenToTheMinusExponentForEveryInt) {
         r.config.convergence_exponent = c.exponent;
         EXPECT_TRUE(SameBits(c.epsilon, kevra::make_fit_settings(&r.param, &r.config).epsilon))
             << "exponent " << c.exponent;
-    }
-}
-
-// The tables stand for cos and sin of multiples of the row step; their
-// single-precision recurrences may drift from the true values only slightly.
-TEST(HarmonicTables, MatchDirectMultipleAngles) {
-    for (const float delta : {0.30159289f, 0.0f, 0.05f, 1.3f, 2.9f, -0.7f}) {
-        kevra::HarmonicTable t[3];
-        kevra::make_harmonic_tables(delta, t);
-        for (int h = 1; h <= 3; ++h) {
-            const kevra::HarmonicTable& table = t[h - 1];
-            for (int k = 0; k < 4; ++k) {
-                EXPECT_NEAR(std::cos(double(h * k) * delta), table.cos_lane[k], 2e-6) << delta << " h" << h;
-                EXPECT_NEAR(std::sin(double(h * k) * delta), table.sin_lane[k], 2e-6) << delta << " h" << h;
-            }
-            EXPECT_NEAR(std::cos(4.0 * h * delta), table.rot_cos, 4e-6) << delta << " h" << h;
-            EXPECT_NEAR(std::sin(4.0 * h * delta), table.rot_sin, 4e-6) << delta << " h" << h;
-        }
     }
 }
 

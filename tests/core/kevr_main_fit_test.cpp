@@ -5,8 +5,7 @@
 #include <cstring>
 #include <memory>
 
-#include "core/channel_fit.h"
-#include "core/fit_settings.h"
+#include "core/fit_fixture.h"
 #include "support/backends.h"
 #include "support/bits.h"
 #include "support/flicker_run.h"
@@ -59,13 +58,9 @@ TEST(KevrMainFit, BackendsAgreeOnWholeRuns) {
         auto run = make_run(int(60 * seed + 13), seed % 2 ? 50 : 60, 0.03 * seed, seed);
         auto detector = std::make_unique<Probe>();
         ASSERT_EQ(0, detector->KevrMain(&run->param, &run->stat, &run->config, &run->result));
-        const kevra::FitSettings s = kevra::make_fit_settings(&run->param, &run->config);
         kevra_test::for_each_backend([&](auto tag) {
             using V = typename decltype(tag)::type;
-            float normal[8][8] = {}, inverse[8][8] = {};
-            const kevra::FitState f = kevra::fit_channels<V>(
-                s, &run->config, detector->row_level, detector->design, detector->fit_delta,
-                [&] { detector->matrix_multiplication(s.row_num, 7, normal, inverse); });
+            const kevra::FitState f = kevra_test::fit_on_probe<V>(*detector, run->param, run->config);
             for (int ch = 0; ch < 4; ++ch) {
                 const float got[7] = {f.channel[ch].offset,   f.channel[ch].amplitude[0], f.channel[ch].amplitude[1],
                                       f.channel[ch].amplitude[2], f.channel[ch].phase[0], f.channel[ch].phase[1],
@@ -78,19 +73,6 @@ TEST(KevrMainFit, BackendsAgreeOnWholeRuns) {
             }
         });
     }
-}
-
-TEST(KevrMainFit, RepeatedRunsAreIdentical) {
-    auto run = make_run(199, 60, 0.1, 5);
-    auto detector = std::make_unique<Probe>();
-    ASSERT_EQ(0, detector->KevrMain(&run->param, &run->stat, &run->config, &run->result));
-    const kevra_fitting_result first = run->result;
-    const kevra_parameter first_param = run->param;
-    auto other = std::make_unique<Probe>();
-    ASSERT_EQ(0, other->KevrMain(&run->param, &run->stat, &run->config, &run->result));
-    ASSERT_EQ(0, detector->KevrMain(&run->param, &run->stat, &run->config, &run->result));
-    EXPECT_EQ(0, std::memcmp(&first, &run->result, sizeof first));
-    EXPECT_EQ(0, std::memcmp(&first_param, &run->param, sizeof first_param));
 }
 
 // Every fit field, flicker_detected and fit_iterations are written, also when

@@ -127,12 +127,4 @@ TEST(StartingValues, ConfiguredStartsAreSignedLikeChannelOne) {
     for (int ch = 0; ch < 4; ++ch) EXPECT_TRUE(SameBits(&want[ch].offset, &t.f.channel[ch].offset, 7)) << ch;
 }
 
-TEST(StartingValues, OnlyAUseFlagOfOneSelectsConfiguredStarts) {
-    Stages t;
-    t.r.config.use_initial_values = 2;
-    t.r.config.init_offset[1] = 777.0f;
-    t.run(0);
-    EXPECT_TRUE(SameBits(101.0f, t.f.channel[1].offset));
-}
-
 }  // namespace
