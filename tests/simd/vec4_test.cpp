@@ -1,0 +1,145 @@
+// The vector layer: the portable backend's meaning of each operation, and every
+// other backend against it on random and special values.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+
+#include "simd/vec4.h"
+#include "support/backends.h"
+#include "support/bits.h"
+
+namespace {
+
+using kevra::simd::Portable;
+using kevra_test::bits;
+using kevra_test::from_bits;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+constexpr float kInf = std::numeric_limits<float>::infinity();
+
+TEST(VectorLayer, MinMaxPropagateNaNAndOrderSignedZeros) {
+    struct Case { float a, b, min, max; };
+    const Case cases[] = {
+        {1.0f, 2.0f, 1.0f, 2.0f},     {2.0f, 1.0f, 1.0f, 2.0f},   {0.0f, -0.0f, -0.0f, 0.0f},
+        {-0.0f, 0.0f, -0.0f, 0.0f},   {kNaN, 1.0f, kNaN, kNaN},   {1.0f, kNaN, kNaN, kNaN},
+        {-kInf, kInf, -kInf, kInf},
+    };
+    for (const Case& c : cases) {
+        const auto lo = Portable::min(Portable::dup(c.a), Portable::dup(c.b));
+        const auto hi = Portable::max(Portable::dup(c.a), Portable::dup(c.b));
+        EXPECT_EQ(bits(Portable::get(lo, 0)), bits(c.min)) << c.a << " " << c.b;
+        EXPECT_EQ(bits(Portable::get(hi, 0)), bits(c.max)) << c.a << " " << c.b;
+    }
+    // A signalling NaN wins over a quiet one and comes out quieted.
+    const float quiet = from_bits(0x7fc00001u), signalling = from_bits(0x7f800002u);
+    EXPECT_EQ(bits(kevra::simd::min_nan(quiet, signalling)), 0x7fc00002u);
+    EXPECT_EQ(bits(kevra::simd::max_nan(signalling, quiet)), 0x7fc00002u);
+}
+
+TEST(VectorLayer, FloatToIntTruncatesSaturatesAndMapsNaNToZero) {
+    const float in[] = {2.9f, -2.9f, 3e9f, -3e9f, kNaN, kInf, -kInf, 2147483520.0f, -2147483648.0f};
+    const int32_t want[] = {2, -2, INT32_MAX, INT32_MIN, 0, INT32_MAX, INT32_MIN, 2147483520, INT32_MIN};
+    for (size_t k = 0; k < sizeof in / sizeof in[0]; ++k) {
+        EXPECT_EQ(Portable::get(Portable::to_int(Portable::dup(in[k])), 0), want[k]) << in[k];
+    }
+}
+
+TEST(VectorLayer, FusedMultiplyAddRoundsOnce) {
+    // 1 + 2^-12 squared needs 25 bits: the unfused product loses the last one.
+    const float a = 1.0f + 0x1p-12f, c = -(1.0f + 0x1p-11f);
+    const float fused = Portable::get(Portable::fma(Portable::dup(c), Portable::dup(a), Portable::dup(a)), 0);
+    const float unfused = Portable::get(Portable::add(Portable::mul(Portable::dup(a), Portable::dup(a)),
+                                                      Portable::dup(c)), 0);
+    EXPECT_EQ(fused, 0x1p-24f);
+    EXPECT_EQ(unfused, 0.0f);
+    EXPECT_EQ(Portable::get(Portable::fms(Portable::dup(-c), Portable::dup(a), Portable::dup(a)), 0), -0x1p-24f);
+}
+
+TEST(VectorLayer, ShiftsAreLogicalForUnsignedAndFloorForSigned) {
+    const auto u = Portable::shr(Portable::set(0xFF000000u, 0x12345678u, 1u, 0u), 24);
+    EXPECT_EQ(Portable::get(u, 0), 0xFFu);
+    EXPECT_EQ(Portable::get(u, 1), 0x12u);
+    const auto s = Portable::shr(Portable::set(int32_t{-9}, int32_t{9}, INT32_MIN, int32_t{-1}), 3);
+    EXPECT_EQ(Portable::get(s, 0), -2);
+    EXPECT_EQ(Portable::get(s, 1), 1);
+    EXPECT_EQ(Portable::get(s, 2), INT32_MIN / 8);
+    EXPECT_EQ(Portable::get(s, 3), -1);
+}
+
+TEST(VectorLayer, ShufflesMoveTheRightLanes) {
+    auto r0 = Portable::set(0u, 1u, 2u, 3u), r1 = Portable::set(4u, 5u, 6u, 7u);
+    auto r2 = Portable::set(8u, 9u, 10u, 11u), r3 = Portable::set(12u, 13u, 14u, 15u);
+    const auto lo = Portable::zip_low(r0, r1), hi = Portable::zip_high(r0, r1);
+    EXPECT_EQ(Portable::get(lo, 1), 4u);
+    EXPECT_EQ(Portable::get(hi, 2), 3u);
+    Portable::transpose(r0, r1, r2, r3);
+    EXPECT_EQ(Portable::get(r1, 0), 1u);
+    EXPECT_EQ(Portable::get(r1, 3), 13u);
+    EXPECT_EQ(Portable::get(r3, 2), 11u);
+    const auto f = Portable::ext3(Portable::set(0.f, 1.f, 2.f, 3.f), Portable::set(4.f, 5.f, 6.f, 7.f));
+    EXPECT_EQ(Portable::get(f, 0), 3.0f);
+    EXPECT_EQ(Portable::get(f, 3), 6.0f);
+}
+
+// Every operation of every backend on the same random lanes, bit for bit.
+template <class V>
+void run_all_ops(const float* a, const float* b, const float* c, const uint32_t* u, const int32_t* s, int shift,
+                 uint32_t* out) {
+    using F = typename V::F;
+    const F fa = V::load(a), fb = V::load(b), fc = V::load(c);
+    const typename V::U ua = V::load(u);
+    const typename V::I sa = V::load(s);
+    const F floats[] = {V::add(fa, fb), V::sub(fa, fb), V::mul(fa, fb), V::div(fa, fb), V::neg(fa), V::abs(fa),
+                        V::sqrt(fa), V::fma(fa, fb, fc), V::fms(fa, fb, fc), V::min(fa, fb), V::max(fa, fb),
+                        V::select(V::cmp_gt(fa, fb), fa, fc), V::to_float(ua), V::to_float(sa),
+                        V::ext1(fa, fb), V::ext2(fa, fb), V::ext3(fa, fb), V::load2(a)};
+    for (const F& f : floats) { V::store(reinterpret_cast<float*>(out), f); out += 4; }
+    typename V::U lo = ua, hi = V::load(u + 4), r2 = V::load(u + 8), r3 = V::load(u + 12);
+    const typename V::U words[] = {V::cmp_gt(fa, fb), V::cmp_ge(fa, fb), V::cmp_lt(fa, fb), V::cmp_le(fa, fb),
+                                   V::cmp_eq(fa, fb), V::cmp_eq(ua, hi), V::add(ua, hi), V::max(ua, hi),
+                                   V::bit_and(ua, hi), V::bit_or(ua, hi), V::bit_not(ua), V::shr(ua, shift),
+                                   V::as_u(V::to_int(fa)), V::as_u(V::add(sa, V::as_i(hi))),
+                                   V::as_u(V::sub(sa, V::as_i(hi))), V::as_u(V::mul(sa, V::as_i(hi))),
+                                   V::as_u(V::shr(sa, shift)), V::zip_low(ua, hi), V::zip_high(ua, hi),
+                                   V::select(ua, hi, r2)};
+    for (const auto& w : words) { V::store(out, w); out += 4; }
+    V::transpose(lo, hi, r2, r3);
+    for (const auto& w : {lo, hi, r2, r3}) { V::store(out, w); out += 4; }
+    uint32_t pair[4] = {};
+    V::store2(pair, ua);
+    V::store2_high(pair + 2, ua);
+    for (uint32_t p : pair) *out++ = p;
+}
+
+TEST(VectorLayer, EveryBackendMatchesThePortableBits) {
+    if (!kevra_test::kHaveSecondBackend) GTEST_SKIP() << "only the portable backend is built here";
+    std::mt19937 rng(7);
+    std::uniform_int_distribution<uint32_t> word;
+    std::uniform_int_distribution<int> shift(0, 31);
+    constexpr int kWords = 18 * 4 + 24 * 4 + 4;
+    for (int round = 0; round < 2000; ++round) {
+        float a[4], b[4], c[4];
+        uint32_t u[16];
+        int32_t s[4];
+        for (int k = 0; k < 4; ++k) {
+            a[k] = kevra_test::interesting_float(rng);
+            b[k] = kevra_test::interesting_float(rng);
+            c[k] = kevra_test::interesting_float(rng);
+            s[k] = static_cast<int32_t>(word(rng));
+        }
+        for (uint32_t& w : u) w = word(rng);
+        const int n = shift(rng);
+        uint32_t want[kWords], got[kWords];
+        run_all_ops<kevra::simd::Portable>(a, b, c, u, s, n, want);
+        kevra_test::for_each_backend([&](auto tag) {
+            using V = typename decltype(tag)::type;
+            run_all_ops<V>(a, b, c, u, s, n, got);
+            ASSERT_TRUE(kevra_test::SameBits(want, got, kWords)) << V::name << " round " << round;
+        });
+    }
+}
+
+}  // namespace
