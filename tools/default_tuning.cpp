@@ -8,14 +8,15 @@ kevra_config default_config() {
     kevra_config c{};
     c.high_full_scale = 255;
     c.mains_frequency = 50;
-    c.outlier_threshold = 2000;
-    // Band (0, 1024) around 512: every level of a 10-bit sensor that is neither
-    // black nor clipped counts towards a run (tolerance_ref 4 makes the power 1).
-    c.local_tolerance_gain = 512.0f;
+    // Levels are fractions of the pixel full scale (see default_parameter).
+    c.outlier_threshold = 10;  // 10 x 0.001 x 5: 5 % of full scale
+    // Band (-1, 1) around 0: every level short of full scale counts towards a
+    // run (tolerance_ref 4 makes the power term 1).
+    c.local_tolerance_gain = 1.0f;
     c.local_tolerance_exponent = 1.0f;
-    c.local_flicker_level = 512;
+    c.local_flicker_level = 0;
     const float ratios[5] = {0.9f, 0.7f, 0.5f, 0.3f, 0.1f};
-    const float thresholds[5] = {2.0f, 4.0f, 8.0f, 16.0f, 32.0f};
+    const float thresholds[5] = {0.01f, 0.02f, 0.04f, 0.08f, 0.16f};
     for (int k = 0; k < 5; ++k) {
         c.detect_ratio[k] = ratios[k];
         c.range_threshold[k] = thresholds[k];
@@ -30,15 +31,19 @@ kevra_config default_config() {
     c.offset_step = 1.0f;
     c.phase_step = 1.0f;
     c.amplitude_step = 1.0f;
-    c.convergence_exponent = 4;
+    c.convergence_exponent = 7;
     c.max_iterations = 30;
     return c;
 }
 
 kevra_parameter default_parameter() {
     kevra_parameter p{};
+    // frame_ratio 1/1023 scales 10-bit pixel means to fractions of full scale:
+    // the fit tracks its model's range from a minimum of 10, so levels must
+    // stay well below 10 for that range to be the model's peak to peak.
     p.ratio_index = 0;
-    for (float& r : p.ratio_table) r = 1.0f;
+    p.ratio_table[0] = 1023.0f;
+    for (int i = 1; i < 4; ++i) p.ratio_table[i] = 1.0f;
     p.tolerance_ref = 4.0f;
     return p;
 }
@@ -61,7 +66,7 @@ kevra_confidence_idx_input default_confidence_input(const kevra_parameter& param
     // A zone sum of 256 x 64 or more weighs fully.
     in.sum_norm_a = 256;
     in.sum_norm_b = 64;
-    in.band_margin = 2.0f;
+    in.band_margin = 0.002f;  // two pixel values of a 10-bit sensor
     return in;
 }
 

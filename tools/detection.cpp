@@ -117,14 +117,13 @@ DetectionReport detect(QORKEVRA& detector, const Capture& capture, const std::st
         ch.row_level = row_levels(stat_sum, stat_count, rows, c, frame_ratio);
         ch.model = model_levels(ch, capture);
     }
-    const std::vector<float>& model = report.channels[1].model;
+    // The detector tracks the range from a maximum of 0 and a minimum of 10,
+    // NaN-propagating; so does the report.
     report.model_max = 0.0f;
-    report.model_min = 0.0f;
-    for (size_t i = 0; i < model.size(); ++i) {
-        // NaN-propagating, as the detector's own range is.
-        const float m = model[i];
-        report.model_max = i == 0 || std::isnan(m) || m > report.model_max ? m : report.model_max;
-        report.model_min = i == 0 || std::isnan(m) || m < report.model_min ? m : report.model_min;
+    report.model_min = 10.0f;
+    for (float m : report.channels[1].model) {
+        report.model_max = std::isnan(m) || m > report.model_max ? m : report.model_max;
+        report.model_min = std::isnan(m) || m < report.model_min ? m : report.model_min;
         if (std::isnan(m)) break;
     }
     report.model_range = report.model_max - report.model_min;

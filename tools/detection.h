@@ -39,7 +39,8 @@ struct DetectionReport {
     float line_time = 0.0f;
     std::array<ChannelReport, 4> channels;
 
-    // Channel 1's model over the rows (recomputed from the fitted parameters).
+    // Channel 1's model over the rows, recomputed from the fitted parameters;
+    // like the detector, the maximum starts at 0 and the minimum at 10.
     float model_min = 0.0f;
     float model_max = 0.0f;
     float model_range = 0.0f;

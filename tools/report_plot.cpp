@@ -77,8 +77,8 @@ void panel(std::ostringstream& s, const DetectionReport& r, size_t c, double top
     s << "<text x='" << kLeft << "' y='" << top - 10 << "' class='panel'>Channel " << c
       << (c == 1 ? " (decides)" : "") << "</text>\n"
       << "<text x='" << right << "' y='" << top - 10 << "' class='fit' text-anchor='end'>offset "
-      << num(ch.offset, "%.2f") << "  amplitudes " << num(ch.amplitude[0], "%.2f") << " / "
-      << num(ch.amplitude[1], "%.2f") << " / " << num(ch.amplitude[2], "%.2f") << "  phases "
+      << num(ch.offset, "%.4g") << "  amplitudes " << num(ch.amplitude[0], "%.4g") << " / "
+      << num(ch.amplitude[1], "%.4g") << " / " << num(ch.amplitude[2], "%.4g") << "  phases "
       << num(ch.phase[0], "%.0f") << " / " << num(ch.phase[1], "%.0f") << " / " << num(ch.phase[2], "%.0f")
       << " us  " << ch.iterations << " iterations</text>\n";
     s << "<rect x='" << kLeft << "' y='" << top << "' width='" << right - kLeft << "' height='" << kPanel
@@ -101,12 +101,6 @@ void panel(std::ostringstream& s, const DetectionReport& r, size_t c, double top
       << "<text transform='translate(" << kLeft - 52 << "," << top + kPanel / 2
       << ") rotate(-90)' text-anchor='middle' class='label'>level</text>\n";
 
-    s << "<g fill='" << kLevelColour << "'>";
-    for (size_t i = 0; i < ch.row_level.size(); ++i)
-        if (std::isfinite(ch.row_level[i]))
-            s << "<circle cx='" << num(x.at(double(i)), "%.1f") << "' cy='" << num(y.at(ch.row_level[i]), "%.1f")
-              << "' r='2'/>";
-    s << "</g>\n";
     // The model line breaks where it is not a number.
     std::string points;
     auto flush = [&] {
@@ -123,6 +117,12 @@ void panel(std::ostringstream& s, const DetectionReport& r, size_t c, double top
         points += num(x.at(double(i)), "%.1f") + "," + num(y.at(ch.model[i]), "%.1f") + " ";
     }
     flush();
+    s << "<g fill='" << kLevelColour << "' fill-opacity='0.85'>";
+    for (size_t i = 0; i < ch.row_level.size(); ++i)
+        if (std::isfinite(ch.row_level[i]))
+            s << "<circle cx='" << num(x.at(double(i)), "%.1f") << "' cy='" << num(y.at(ch.row_level[i]), "%.1f")
+              << "' r='1.8'/>";
+    s << "</g>\n";
 }
 
 }  // namespace
@@ -144,7 +144,7 @@ std::string plot_svg(const DetectionReport& r) {
       << "<text x='" << kLeft << "' y='52' class='sub'>" << escaped(r.capture) << "</text>\n"
       << "<text x='" << kLeft << "' y='70' class='sub'>" << r.row_num << " rows of " << r.lines_per_row
       << " lines at " << num(r.line_time) << " us, exposure " << num(r.exposure_time)
-      << " us; channel 1 model range " << num(r.model_range, "%.3f") << "</text>\n";
+      << " us; channel 1 model range " << num(r.model_range, "%.4g") << "</text>\n";
     const double lx = kWidth - kRight - 230;
     s << "<circle cx='" << lx << "' cy='26' r='4' fill='" << kLevelColour << "'/><text x='" << lx + 10
       << "' y='30' class='label'>row level (measured)</text>\n"

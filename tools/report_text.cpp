@@ -43,13 +43,13 @@ void write_text_report(std::ostream& out, const DetectionReport& r) {
     out << line;
     for (size_t c = 0; c < 4; ++c) {
         const ChannelReport& ch = r.channels[c];
-        std::snprintf(line, sizeof line, "  %-8zu %10.3f %10.3f %10.1f %10.3f %10.1f %10.3f %10.1f %6d\n", c,
+        std::snprintf(line, sizeof line, "  %-8zu %10.5f %10.5f %10.1f %10.5f %10.1f %10.5f %10.1f %6d\n", c,
                       double(ch.offset), double(ch.amplitude[0]), double(ch.phase[0]), double(ch.amplitude[1]),
                       double(ch.phase[1]), double(ch.amplitude[2]), double(ch.phase[2]), ch.iterations);
         out << line;
     }
-    out << "\n  channel 1 model: " << format("%.3f", r.model_min) << " .. " << format("%.3f", r.model_max)
-        << ", range " << format("%.3f", r.model_range) << "\n"
+    out << "\n  channel 1 model: " << format("%.5f", r.model_min) << " .. " << format("%.5f", r.model_max)
+        << ", range " << format("%.5f", r.model_range) << "\n"
         << "  range " << band_text(r) << "\n"
         << "  decision: " << (r.flicker_detected ? "FLICKER" : "no flicker") << "\n"
         << "  confidence index: " << format("%.6g", r.confidence_index) << " (peak error "

@@ -114,6 +114,7 @@ Capture synthesize(const Scene& s) {
     Capture c;
     c.parameter = default_parameter();
     c.parameter.row_num = s.rows;
+    c.parameter.ratio_table[0] = float((1 << s.bit_depth) - 1);  // levels as fractions of full scale
     c.parameter.exposure_time = s.exposure_time;
     c.parameter.line_time = s.line_time;
     c.start_time = s.start_time;

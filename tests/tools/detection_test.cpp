@@ -72,10 +72,11 @@ TEST(DefaultTuningFit, RecoversTheRippleAmplitudeAndTimingOfTheBuiltInSample) {
     const double x = 3.14159265358979 * s.exposure_time / period;
     double mean_zone_gain = 0.0;
     for (double g : s.zone_gain) mean_zone_gain += g / 6.0;
-    const double amplitude = s.level * s.channel_gain[1] * mean_zone_gain * s.depth * 2.0 / 3.0 * std::sin(x) / x;
+    const double offset = s.level * s.channel_gain[1] * mean_zone_gain / 1023.0;  // in fractions of full scale
+    const double amplitude = offset * s.depth * 2.0 / 3.0 * std::sin(x) / x;
     const kevra_tool::ChannelReport& ch = r.channels[1];
     EXPECT_NEAR(ch.amplitude[0], amplitude, 0.03 * amplitude);
-    EXPECT_NEAR(ch.offset, s.level * s.channel_gain[1] * mean_zone_gain, 0.5);
+    EXPECT_NEAR(ch.offset, offset, 0.002 * offset);
     const double lag = 5.0 * s.line_time;
     const double phase_error = std::remainder(double(ch.phase[0]) - lag, period);
     EXPECT_LT(std::fabs(phase_error), 0.02 * period) << "phase " << ch.phase[0];
