@@ -83,3 +83,37 @@ TEST(DefaultTuningFit, RecoversTheRippleAmplitudeAndTimingOfTheBuiltInSample) {
 }
 
 }  // namespace
+
+namespace {
+
+struct Timing {
+    double mains;
+    double mains_phase;
+    float start_time;
+};
+
+class DerivedConfidenceInput : public ::testing::TestWithParam<Timing> {};
+
+// With equal zones every zone level is the row level, so the confidence
+// index's fixed-point model, placed by the derived angles, may differ from
+// the measured levels only by Q10 rounding (a few 1/1024).
+TEST_P(DerivedConfidenceInput, PlacesTheFixedPointModelOnTheFittedOne) {
+    Scene s = kevra_tool::builtin_sample_scene();
+    s.zone_gain = {1, 1, 1, 1, 1, 1};
+    s.mains_frequency = GetParam().mains;
+    s.mains_phase = GetParam().mains_phase;
+    s.start_time = GetParam().start_time;
+    std::unique_ptr<QORKEVRA, void (*)(QORKEVRA*)> detector(QORKEVRA::createInstance(),
+                                                            [](QORKEVRA* d) { d->destroyInstance(d); });
+    const kevra_tool::DetectionReport r = kevra_tool::detect(*detector, kevra_tool::synthesize(s), "uniform");
+    ASSERT_TRUE(r.flicker_detected);
+    const double q10 = 1.0 / 1024.0;
+    EXPECT_LT(r.confidence_debug.mean_error, (3 * q10) * (3 * q10));
+    EXPECT_LT(r.confidence_debug.peak_error, 5 * (4 * q10) * (4 * q10));
+}
+
+INSTANTIATE_TEST_SUITE_P(StartsAndPhases, DerivedConfidenceInput,
+                         ::testing::Values(Timing{50.0, 0.0, 0.0f}, Timing{50.0, 2500.0, 0.0f},
+                                           Timing{60.0, 1000.0, 123456.0f}, Timing{50.0, 0.0, 987654.5f}));
+
+}  // namespace
