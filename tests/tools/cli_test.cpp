@@ -84,21 +84,6 @@ TEST(DetectCommand, JsonReportReadsBackToTheSameReport) {
     }
 }
 
-TEST(DetectCommand, ReportFromJsonNamesWhatIsWrong) {
-    const Json good = Json::parse(run_cli({"detect", "--json"}).out);
-    Json bad = good;
-    bad["channels"][2]["model"].erase(0);
-    try {
-        kevra_tool::report_from_json(bad, "r.json");
-        ADD_FAILURE();
-    } catch (const kevra_tool::InputError& e) {
-        EXPECT_EQ(e.field(), "channels[2].model");
-    }
-    bad = good;
-    bad["decision"].erase("band");
-    EXPECT_THROW(kevra_tool::report_from_json(bad, "r.json"), kevra_tool::InputError);
-}
-
 TEST(DetectCommand, BatchReportsEveryBadFileGoesOnAndFailsAtTheEnd) {
     TempDir dir;
     ASSERT_EQ(run_cli({"synth", "--rows", "16", "-o", dir.file("a.json")}).status, 0);

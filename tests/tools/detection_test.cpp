@@ -114,6 +114,7 @@ TEST_P(DerivedConfidenceInput, PlacesTheFixedPointModelOnTheFittedOne) {
 
 INSTANTIATE_TEST_SUITE_P(StartsAndPhases, DerivedConfidenceInput,
                          ::testing::Values(Timing{50.0, 0.0, 0.0f}, Timing{50.0, 2500.0, 0.0f},
-                                           Timing{60.0, 1000.0, 123456.0f}, Timing{50.0, 0.0, 987654.5f}));
+                                           Timing{60.0, 1000.0, 123456.0f}, Timing{50.0, 0.0, 987654.5f}),
+                         [](const auto& case_info) { return "Case" + std::to_string(case_info.index); });
 
 }  // namespace

@@ -155,16 +155,6 @@ TEST(SceneSynthesis, LaterRowsSeeLaterLight) {
                 << "row " << r << " word " << w;
 }
 
-TEST(SceneSynthesis, NoiseFollowsTheSeed) {
-    Scene s = quiet_scene();
-    s.noise = 4.0;
-    const kevra_tool::Capture a = kevra_tool::synthesize(s), again = kevra_tool::synthesize(s);
-    s.seed = 2;
-    const kevra_tool::Capture other = kevra_tool::synthesize(s);
-    EXPECT_EQ(a.sum_stream, again.sum_stream);
-    EXPECT_NE(a.sum_stream, other.sum_stream);
-}
-
 struct BadScene {
     const char* option;
     std::function<void(Scene&)> spoil;
