@@ -98,11 +98,11 @@ int run_detect(const DetectOptions& o, std::ostream& out, std::ostream& err, boo
 int run_synth(SynthOptions o, std::ostream& err) {
     try {
         if (!o.zone_gain.empty()) {
-            if (o.zone_gain.size() != 6) throw InputError("kevra synth", "--zone-gain", "expected six values");
+            if (o.zone_gain.size() != 6) throw InputError("synth", "--zone-gain", "expected six values");
             std::copy(o.zone_gain.begin(), o.zone_gain.end(), o.scene.zone_gain.begin());
         }
         if (!o.channel_gain.empty()) {
-            if (o.channel_gain.size() != 4) throw InputError("kevra synth", "--channel-gain", "expected four values");
+            if (o.channel_gain.size() != 4) throw InputError("synth", "--channel-gain", "expected four values");
             std::copy(o.channel_gain.begin(), o.channel_gain.end(), o.scene.channel_gain.begin());
         }
         if (o.steady) o.scene.depth = 0.0;

@@ -15,7 +15,7 @@ constexpr double kPi = 3.14159265358979323846;
 constexpr uint32_t kMax24 = 0x00FFFFFF;
 
 [[noreturn]] void bad(const std::string& option, const std::string& problem) {
-    throw InputError("kevra synth", option, problem);
+    throw InputError("synth", option, problem);
 }
 
 // Antiderivative of |sin x|: continuous, rising by 2 per half turn.

@@ -133,7 +133,7 @@ TEST(SynthCommand, BadOptionsAndUnwritableOutputsLeaveNoFile) {
     const std::string out_file = dir.file("x.json");
     std::filesystem::create_directory(dir.file("taken.json"));  // renaming over it fails after writing
     const Case cases[] = {
-        {{"-o", out_file, "--rows", "300"}, "kevra: kevra synth: --rows: expected 0..256"},
+        {{"-o", out_file, "--rows", "300"}, "kevra: synth: --rows: expected 0..256"},
         {{"-o", out_file, "--zone-gain", "1,1,1"}, "--zone-gain: expected six values"},
         {{"-o", out_file, "--lines-per-row", "66", "--zone-width", "1024"}, "beyond 24 bits"},
         {{"-o", dir.file("no/such/dir/x.json")}, "no/such/dir/x.json: cannot write"},
