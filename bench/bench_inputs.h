@@ -5,9 +5,13 @@
 
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <random>
 
+#include "core/design_rows.h"
+#include "core/fit_settings.h"
 #include "kevra.h"
+#include "support/flicker_run.h"
 #include "support/prepared_detector.h"
 #include "support/probe.h"
 
@@ -111,6 +115,52 @@ inline void load_flickering_scene(kevra_test::PreparedDetector& d, int weight_en
     d.config.weight_fixed = weight_fixed;
     for (int z = 0; z < 6; ++z) d.config.fixed_weight[z] = 1.0f + 0.5f * z;
 }
+
+// A whole run on a flickering scene with every channel held to exactly ten fit
+// iterations: a threshold of 1e-30 is never met, and max_iterations is 9.
+struct KevrMainInputs {
+    std::unique_ptr<kevra_test::FlickerRun> scene = std::make_unique<kevra_test::FlickerRun>(kRows, 50, 0.05, 1);
+
+    KevrMainInputs() {
+        scene->config.convergence_exponent = 30;
+        scene->config.max_iterations = 9;
+    }
+
+    int32_t run(AppKEVRA& detector) {
+        return detector.KevrMain(&scene->param, &scene->stat, &scene->config, &scene->result);
+    }
+    bool ran_ten_iterations() const {
+        for (int32_t n : scene->param.fit_iterations)
+            if (n != 10) return false;
+        return true;
+    }
+};
+
+// One fit iteration's design rows at 256 rows, with the channel-1 model range,
+// for channel parameters near a fitted flicker.
+struct DesignRowsInputs {
+    float start_time = 2000.0f;
+    kevra::FitSettings settings;
+    kevra::ChannelParams params{1000.0f, {50.0f, 10.0f, 5.0f}, {1200.0f, 700.0f, 300.0f}};
+    kevra::ModelRange range = kevra::kUntouchedRange;
+    float level[kRows];
+
+    DesignRowsInputs() {
+        kevra_parameter param{};
+        kevra_config config{};
+        kevra_test::set_fit_defaults(param, config, &start_time);
+        settings = kevra::make_fit_settings(&param, &config);
+        std::mt19937 rng(4);
+        std::uniform_real_distribution<float> u(950.0f, 1050.0f);
+        for (float& v : level) v = u(rng);
+    }
+
+    void run(kevra_test::Probe& detector) {
+        range = kevra::kUntouchedRange;
+        kevra::build_design_rows<kevra::simd::Native>(settings.harmonic, kevra::model_terms(settings, params), level,
+                                                      kRows, detector.design, &range);
+    }
+};
 
 }  // namespace kevra_bench
 

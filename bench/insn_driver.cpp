@@ -34,6 +34,12 @@ void preprocess(long n) {
     repeat(n, [&] { d.probe->statistic_preprocess(kevra_bench::kRows, 1.25f, &d.param, &d.config); });
 }
 
+void design_rows(long n) {
+    auto d = std::make_unique<kevra_test::Probe>();
+    auto in = std::make_unique<kevra_bench::DesignRowsInputs>();
+    repeat(n, [&] { in->run(*d); });
+}
+
 void matrix_multiplication(long n) {
     auto d = std::make_unique<kevra_test::Probe>();
     kevra_bench::fill_random_design(*d);
@@ -54,6 +60,16 @@ void confidence_index(long n) {
     repeat(n, [&] { in->run(*d); });
 }
 
+void kevr_main(long n) {
+    kevra_bench::KevrMainInputs in;
+    auto d = std::make_unique<kevra_test::Probe>();
+    repeat(n, [&] { in.run(*d); });
+    if (n > 0 && !in.ran_ten_iterations()) {
+        std::fprintf(stderr, "kevr_main: a channel did not run ten iterations\n");
+        std::exit(1);
+    }
+}
+
 struct Stage {
     const char* name;
     void (*run)(long n);
@@ -64,8 +80,10 @@ const Stage kStages[] = {
     {"preprocess_plain", preprocess<0, 0>},
     {"preprocess_fixed", preprocess<1, 1>},
     {"preprocess_computed", preprocess<1, 0>},
+    {"design_rows", design_rows},
     {"matrix_multiplication", matrix_multiplication},
     {"inverse_ver2", inverse_ver2},
+    {"kevr_main", kevr_main},
     {"confidence_index", confidence_index},
 };
 
