@@ -72,7 +72,6 @@ struct Sse {
     static F abs(F a) { return F{_mm_andnot_ps(sign_bits(), a.v)}; }
     static F sqrt(F a) { return F{_mm_sqrt_ps(a.v)}; }
     static F fma(F acc, F a, F b) { return F{_mm_fmadd_ps(a.v, b.v, acc.v)}; }
-    // As the compiler makes std::fma(-a, b, acc) with FMA3: a NaN a keeps its sign.
     static F fms(F acc, F a, F b) { return F{_mm_fnmadd_ps(a.v, b.v, acc.v)}; }
     // minps/maxps return the second operand for NaN and for equal values:
     // equal values take the OR (min) or AND (max) of both, so -0 < +0, and a
@@ -143,6 +142,10 @@ struct Sse {
         r1.v = _mm_unpackhi_epi64(t0, t2);
         r2.v = _mm_unpacklo_epi64(t1, t3);
         r3.v = _mm_unpackhi_epi64(t1, t3);
+    }
+
+    static void load_x4(const float* p, F (&out)[4]) {
+        for (int q = 0; q < 4; ++q) out[q] = load(p + 4 * q);
     }
 
 private:
