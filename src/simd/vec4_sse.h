@@ -73,16 +73,17 @@ struct Sse {
     static F sqrt(F a) { return F{_mm_sqrt_ps(a.v)}; }
     static F fma(F acc, F a, F b) { return F{_mm_fmadd_ps(a.v, b.v, acc.v)}; }
     static F fms(F acc, F a, F b) { return F{_mm_fnmadd_ps(a.v, b.v, acc.v)}; }
-    // minps/maxps return the second operand for NaN and for equal values:
-    // equal values take the OR (min) or AND (max) of both, so -0 < +0, and a
-    // NaN operand gives the NaN that the Arm unit returns.
+    // minps/maxps return their second operand for NaN and for equal values, so
+    // both orders combined give the other lanes: the OR (min) or AND (max) of
+    // the two results orders -0 below +0. A NaN lane, rare, takes the NaN the
+    // Arm unit returns.
     static F min(F a, F b) {
-        const __m128 r = _mm_blendv_ps(_mm_min_ps(a.v, b.v), _mm_or_ps(a.v, b.v), _mm_cmpeq_ps(a.v, b.v));
-        return F{_mm_blendv_ps(r, arm_nan(a.v, b.v), _mm_cmpunord_ps(a.v, b.v))};
+        const __m128 r = _mm_or_ps(_mm_min_ps(a.v, b.v), _mm_min_ps(b.v, a.v));
+        return with_arm_nan(r, a.v, b.v);
     }
     static F max(F a, F b) {
-        const __m128 r = _mm_blendv_ps(_mm_max_ps(a.v, b.v), _mm_and_ps(a.v, b.v), _mm_cmpeq_ps(a.v, b.v));
-        return F{_mm_blendv_ps(r, arm_nan(a.v, b.v), _mm_cmpunord_ps(a.v, b.v))};
+        const __m128 r = _mm_and_ps(_mm_max_ps(a.v, b.v), _mm_max_ps(b.v, a.v));
+        return with_arm_nan(r, a.v, b.v);
     }
 
     static U cmp_gt(F a, F b) { return U{_mm_castps_si128(_mm_cmpgt_ps(a.v, b.v))}; }
@@ -157,6 +158,11 @@ private:
     template <int Bytes>
     static F ext(F a, F b) {
         return as_f(U{_mm_alignr_epi8(as_u(b).v, as_u(a).v, Bytes)});
+    }
+    static F with_arm_nan(__m128 r, __m128 a, __m128 b) {
+        const __m128 unordered = _mm_cmpunord_ps(a, b);
+        if (_mm_movemask_ps(unordered) == 0) return F{r};
+        return F{_mm_blendv_ps(r, arm_nan(a, b), unordered)};
     }
     // The NaN an Arm min/max returns when a or b is NaN: a signalling operand
     // first, then a NaN a, then b; always quieted.
