@@ -5,25 +5,12 @@
 
 #include <cstdint>
 
-#include "preprocess/channel_samples.h"
+#include "preprocess/four_rows.h"
 #include "preprocess/no_data_markers.h"
 #include "simd/vec4.h"
+#include "simd/vec4_partial.h"
 
 namespace kevra {
-
-// Valid lanes (all ones) counted over both groups; lanes 2 and 3 of hi are never valid.
-template <class V>
-uint32_t valid_lane_count(const Six<typename V::U>& valid) {
-    const typename V::U ones = V::add(V::shr(valid.lo, 31), V::shr(valid.hi, 31));
-    return V::get(ones, 0) + V::get(ones, 1) + V::get(ones, 2) + V::get(ones, 3);
-}
-
-// The largest lane of both groups, NaN-propagating.
-template <class V>
-float largest_lane(const Six<typename V::F>& x) {
-    const typename V::F m = V::max(x.lo, x.hi);
-    return simd::max_nan(simd::max_nan(V::get(m, 0), V::get(m, 1)), simd::max_nan(V::get(m, 2), V::get(m, 3)));
-}
 
 // For rows 0..row_num-1 and each channel's six samples (stat_sum, stat_count: row_num x 24):
 //   level = (sum * frame_ratio) / count, kNoSampleLevel where count is 0; valid above it;
@@ -31,46 +18,72 @@ float largest_lane(const Six<typename V::F>& x) {
 //           exceeds outlier_limit, every sample at that deviation is dropped.
 // Writes sample_keep[row], zone_level[z][row] = channel 1's level of zone z, and
 // count_sum[z] = the wrapping sum of channel 1's counts of zone z (zeros for no rows).
+// Four rows at a time, one per lane; two channels (twelve words) per step.
 template <class V>
 void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int row_num, float frame_ratio,
                     float outlier_limit, int32_t (*sample_keep)[24], float (*zone_level)[256],
                     uint32_t* count_sum) {
     using F = typename V::F;
     using U = typename V::U;
+    using I = typename V::I;
     const F ratio = V::dup(frame_ratio), missing = V::dup(kNoSampleLevel), zero = V::dup(0.0f);
-    const U no_count = V::dup(0u);
-    Six<U> channel1_counts{V::dup(0u), V::dup(0u)};
-    for (int row = 0; row < row_num; ++row) {
-        for (int c = 0; c < 4; ++c) {
-            const int w = 24 * row + 6 * c;
-            const Six<U> counts = load_six<V>(stat_count + w);
-            const Six<F> level = each_group(
-                [&](U s, U n) {
-                    const F quotient = V::div(V::mul(V::to_float(s), ratio), V::to_float(n));
-                    return V::select(V::cmp_eq(n, no_count), missing, quotient);
-                },
-                load_six<V>(stat_sum + w), counts);
-            const Six<U> valid = each_group([&](F l) { return V::cmp_gt(l, missing); }, level);
-
-            // Adding 0.0 for an invalid sample leaves the index-order sum as it is.
-            const Six<F> summands = each_group([&](U v, F l) { return V::select(v, l, zero); }, valid, level);
-            const F mean = V::dup(zone_order_sum<V>(summands) / static_cast<float>(valid_lane_count<V>(valid)));
-            const Six<F> dev =
-                each_group([&](U v, F l) { return V::select(v, V::abs(V::sub(l, mean)), zero); }, valid, level);
-            const float largest = largest_lane<V>(dev);
-            const F top = V::dup(largest);
-            const U keep_all = V::dup(largest > outlier_limit ? 0u : ~0u);
-            const Six<U> keep = each_group(
-                [&](U v, F d) { return V::bit_and(v, V::bit_or(V::cmp_lt(d, top), keep_all)); }, valid, dev);
-            store_six<V>(sample_keep[row] + 6 * c, each_group([](U k) { return V::as_i(k); }, keep));
-
-            if (c == 1) {
-                for (int z = 0; z < 6; ++z) zone_level[z][row] = zone_lane<V>(level, z);
-                channel1_counts = each_group([](U a, U b) { return V::add(a, b); }, channel1_counts, counts);
+    const F limit = V::dup(outlier_limit);
+    U channel1_counts[6];
+    for (U& n : channel1_counts) n = V::dup(0u);
+    uint32_t* keep_rows = reinterpret_cast<uint32_t*>(sample_keep[0]);
+    for_each_row_group(row_num, {stat_sum, stat_count}, [&](int row, int rows, const uint32_t* const* in) {
+        for (int first = 0; first < kRowWords; first += 12) {
+            F level[12];
+            {
+                U sums[12], counts[12];
+                load_row_words<V>(in[0], first, sums);
+                load_row_words<V>(in[1], first, counts);
+                for (int k = 0; k < 12; ++k) {
+                    const F quotient = V::div(V::mul(V::to_float(sums[k]), ratio), V::to_float(counts[k]));
+                    level[k] = V::select(V::cmp_eq(counts[k], V::dup(0u)), missing, quotient);
+                }
+                if (first == 0) {
+                    for (int z = 0; z < 6; ++z) channel1_counts[z] = V::add(channel1_counts[z], counts[6 + z]);
+                }
             }
+            U keep[12];
+            for (int w = 0; w < 12; w += 6) {
+                U valid[6];
+                F total = zero;  // the valid levels, added in zone order from 0.0
+                I n = V::dup(int32_t{0});
+                for (int z = 0; z < 6; ++z) {
+                    valid[z] = V::cmp_gt(level[w + z], missing);
+                    total = V::add(total, V::select(valid[z], level[w + z], zero));
+                    n = V::sub(n, V::as_i(valid[z]));
+                }
+                const F mean = V::div(total, V::to_float(n));
+                F dev[6];
+                F largest = zero;
+                for (int z = 0; z < 6; ++z) {
+                    dev[z] = V::select(valid[z], V::abs(V::sub(level[w + z], mean)), zero);
+                    largest = V::max(largest, dev[z]);
+                }
+                const U keep_all = V::bit_not(V::cmp_gt(largest, limit));
+                for (int z = 0; z < 6; ++z) {
+                    keep[w + z] = V::bit_and(valid[z], V::bit_or(V::cmp_lt(dev[z], largest), keep_all));
+                }
+            }
+            if (first == 0) {
+                for (int z = 0; z < 6; ++z) {
+                    if (rows == 4) {
+                        V::store(zone_level[z] + row, level[6 + z]);
+                    } else {
+                        simd::store_first<V>(zone_level[z] + row, level[6 + z], rows);
+                    }
+                }
+            }
+            store_group_rows<V>(keep_rows + kRowWords * row, first, keep, rows);
         }
+    });
+    for (int z = 0; z < 6; ++z) {
+        const U n = channel1_counts[z];
+        count_sum[z] = V::get(n, 0) + V::get(n, 1) + V::get(n, 2) + V::get(n, 3);
     }
-    store_six<V>(count_sum, channel1_counts);
 }
 
 }  // namespace kevra

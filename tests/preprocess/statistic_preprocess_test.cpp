@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -240,6 +241,58 @@ TEST(StatisticPreprocess, SmoothsZoneSignalsOnlyFromFiveRowsOn) {
         p.run(row_num);
         const float want[5] = {10, 30, row_num == 5 ? 25.0f : 90.0f, 20, 40};
         EXPECT_TRUE(kevra_test::SameBits(want, p.probe->zone_level[3], static_cast<size_t>(row_num))) << row_num;
+    }
+}
+
+// The kernels take rows four at a time; every row's results depend on that row
+// alone, so a run over the first n rows must reproduce those rows of a run over
+// all eleven, whichever way n splits into groups, and leave later rows alone.
+// The inputs hold exactly n rows, so that a read past them shows under ASan.
+TEST(StatisticPreprocess, KernelsGiveEachRowItsOwnResultsWhereverTheGroupsEnd) {
+    constexpr int kAll = 11;
+    std::mt19937 rng(5);
+    std::uniform_int_distribution<uint32_t> count(0, 4), sum(0, 40);
+    std::vector<uint32_t> all_sums(24 * kAll), all_counts(24 * kAll);
+    for (size_t i = 0; i < all_sums.size(); ++i) {
+        all_counts[i] = count(rng);
+        all_sums[i] = all_counts[i] == 0 ? 0 : sum(rng);
+    }
+    const float weights[6] = {1.0f, 2.0f, 0.5f, 1.5f, 3.0f, 0.25f};
+    struct Out {
+        int32_t keep[kAll + 1][24];
+        float zone[6][256];
+        float level[24 * (kAll + 1)];
+        float row[kAll + 1][4];
+    };
+    const auto run = [&](int n, WeightMode mode, Out& out) {
+        std::memset(&out, 0x5A, sizeof out);
+        const std::vector<uint32_t> sums(all_sums.begin(), all_sums.begin() + 24 * n);
+        const std::vector<uint32_t> counts(all_counts.begin(), all_counts.begin() + 24 * n);
+        uint32_t count_sum[6];
+        kevra::screen_samples<Native>(sums.data(), counts.data(), n, 1.5f, 2.0f, out.keep, out.zone, count_sum);
+        kevra::form_row_levels<Native>(sums.data(), counts.data(), out.keep, n, 1.5f, mode, weights, out.level,
+                                       out.row);
+    };
+    for (const WeightMode mode : {WeightMode::plain, WeightMode::fixed, WeightMode::computed}) {
+        static Out whole, part, untouched;
+        run(kAll, mode, whole);
+        std::memset(&untouched, 0x5A, sizeof untouched);
+        for (int n = 1; n < kAll; ++n) {
+            run(n, mode, part);
+            const auto same_rows = [&](const auto& a, const auto& b, size_t row_size, int from, int to) {
+                return kevra_test::SameBits(&a[0] + row_size * from, &b[0] + row_size * from, row_size * (to - from));
+            };
+            EXPECT_TRUE(same_rows(&whole.keep[0][0], &part.keep[0][0], 24, 0, n)) << n;
+            EXPECT_TRUE(same_rows(&untouched.keep[0][0], &part.keep[0][0], 24, n, kAll + 1)) << n;
+            for (int z = 0; z < 6; ++z) {
+                EXPECT_TRUE(same_rows(whole.zone[z], part.zone[z], 1, 0, n)) << n;
+                EXPECT_TRUE(same_rows(untouched.zone[z], part.zone[z], 1, n, 256)) << n;
+            }
+            EXPECT_TRUE(same_rows(whole.level, part.level, 24, 0, n)) << n;
+            EXPECT_TRUE(same_rows(untouched.level, part.level, 24, n, kAll + 1)) << n;
+            EXPECT_TRUE(same_rows(&whole.row[0][0], &part.row[0][0], 4, 0, n)) << n;
+            EXPECT_TRUE(same_rows(&untouched.row[0][0], &part.row[0][0], 4, n, kAll + 1)) << n;
+        }
     }
 }
 
