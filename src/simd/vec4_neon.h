@@ -125,6 +125,9 @@ struct Neon {
         r3 = vreinterpretq_u32_u64(vtrn2q_u64(a1, a3));
     }
 
+    // Whether any bit of any lane is set.
+    static bool any(U a) { return vmaxvq_u32(a) != 0; }
+
     // One instruction for sixteen consecutive floats.
     static void load_x4(const float* p, F (&out)[4]) {
         const float32x4x4_t t = vld1q_f32_x4(p);

@@ -186,6 +186,9 @@ struct Portable {
         r3 = U{{a.v[3], b.v[3], c.v[3], d.v[3]}};
     }
 
+    // Whether any bit of any lane is set.
+    static bool any(U a) { return (a.v[0] | a.v[1] | a.v[2] | a.v[3]) != 0; }
+
     // Sixteen consecutive floats: out[q] = p[4q .. 4q+3].
     static void load_x4(const float* p, F (&out)[4]) {
         for (int q = 0; q < 4; ++q) out[q] = load(p + 4 * q);

@@ -144,6 +144,7 @@ struct Sse {
         r2.v = _mm_unpacklo_epi64(t1, t3);
         r3.v = _mm_unpackhi_epi64(t1, t3);
     }
+    static bool any(U a) { return _mm_testz_si128(a.v, a.v) == 0; }
 
     static void load_x4(const float* p, F (&out)[4]) {
         for (int q = 0; q < 4; ++q) out[q] = load(p + 4 * q);
