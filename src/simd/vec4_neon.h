@@ -125,6 +125,15 @@ struct Neon {
         r3 = vreinterpretq_u32_u64(vtrn2q_u64(a1, a3));
     }
 
+    // Sixteen words, transposed on the way in: lane j of r_k is p[4j + k].
+    static void load_transposed(const uint32_t* p, U& r0, U& r1, U& r2, U& r3) {
+        const uint32x4x4_t t = vld4q_u32(p);
+        r0 = t.val[0];
+        r1 = t.val[1];
+        r2 = t.val[2];
+        r3 = t.val[3];
+    }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return vmaxvq_u32(a) != 0; }
 

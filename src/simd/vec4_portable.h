@@ -186,6 +186,15 @@ struct Portable {
         r3 = U{{a.v[3], b.v[3], c.v[3], d.v[3]}};
     }
 
+    // Sixteen words, transposed on the way in: lane j of r_k is p[4j + k].
+    static void load_transposed(const uint32_t* p, U& r0, U& r1, U& r2, U& r3) {
+        r0 = load(p);
+        r1 = load(p + 4);
+        r2 = load(p + 8);
+        r3 = load(p + 12);
+        transpose(r0, r1, r2, r3);
+    }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return (a.v[0] | a.v[1] | a.v[2] | a.v[3]) != 0; }
 

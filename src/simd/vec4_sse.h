@@ -144,6 +144,14 @@ struct Sse {
         r2.v = _mm_unpacklo_epi64(t1, t3);
         r3.v = _mm_unpackhi_epi64(t1, t3);
     }
+    static void load_transposed(const uint32_t* p, U& r0, U& r1, U& r2, U& r3) {
+        r0 = load(p);
+        r1 = load(p + 4);
+        r2 = load(p + 8);
+        r3 = load(p + 12);
+        transpose(r0, r1, r2, r3);
+    }
+
     static bool any(U a) { return _mm_testz_si128(a.v, a.v) == 0; }
 
     static void load_x4(const float* p, F (&out)[4]) {

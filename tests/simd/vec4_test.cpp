@@ -118,6 +118,8 @@ void run_all_ops(const float* a, const float* b, const float* c, const uint32_t*
     for (const auto& w : words) { V::store(out, w); out += 4; }
     V::transpose(lo, hi, r2, r3);
     for (const auto& w : {lo, hi, r2, r3}) { V::store(out, w); out += 4; }
+    V::load_transposed(u, lo, hi, r2, r3);
+    for (const auto& w : {lo, hi, r2, r3}) { V::store(out, w); out += 4; }
     uint32_t pair[4] = {};
     V::store2(pair, ua);
     V::store2_high(pair + 2, ua);
@@ -134,7 +136,7 @@ TEST(VectorLayer, EveryBackendMatchesThePortableBits) {
     std::mt19937 rng(7);
     std::uniform_int_distribution<uint32_t> word;
     std::uniform_int_distribution<int> shift(0, 31);
-    constexpr int kWords = 22 * 4 + 24 * 4 + 4 + 5;
+    constexpr int kWords = 22 * 4 + 28 * 4 + 4 + 5;
     for (int round = 0; round < 2000; ++round) {
         float a[4], b[4], c[4];
         uint32_t u[16];
