@@ -124,6 +124,17 @@ inline void accumulate_normal_passes(const float (*design)[256], int whole_end, 
      ...);
 }
 
+// Both mirror entries of each distinct one whose row is below unknown_num.
+template <size_t... E>
+inline void write_normal_entries(const float* sum, int unknown_num, float (*normal)[8], std::index_sequence<E...>) {
+    const auto write = [&](NormalEntry n, float s) {
+        if (n.i >= unknown_num) return;
+        normal[n.i][n.j] = s;
+        normal[n.j][n.i] = s;
+    };
+    (write(kNormalEntryTable.entry[E], sum[E]), ...);
+}
+
 // Step 1: the 28 distinct entries. Entries with both indices >= unknown_num
 // keep their contents; row 7 and column 7 are never touched.
 template <class V>
@@ -137,14 +148,13 @@ void form_normal_matrix(const float (*design)[256], int row_num, int unknown_num
     for (int e = 0; e < kNormalEntries; e += 4) {
         V::store(sum + e, combine_partial_sums<V>(partial[e], partial[e + 1], partial[e + 2], partial[e + 3]));
     }
-    for (int e = 0; e < kNormalEntries; ++e) {
-        const NormalEntry n = kNormalEntryTable.entry[e];
-        if (n.i >= unknown_num) break;
-        float s = sum[e];
-        for (int k = whole_end; k < row_num; ++k) s = std::fma(design[n.i][k], design[n.j][k], s);
-        normal[n.i][n.j] = s;
-        normal[n.j][n.i] = s;
+    for (int k = whole_end; k < row_num; ++k) {
+        for (int e = 0; e < kNormalEntries; ++e) {
+            const NormalEntry n = kNormalEntryTable.entry[e];
+            sum[e] = std::fma(design[n.i][k], design[n.j][k], sum[e]);
+        }
     }
+    write_normal_entries(sum, unknown_num, normal, std::make_index_sequence<kNormalEntries>{});
 }
 
 // Step 3: fit_delta[u] = sum over r, then k, of inverse[r][u] * (design[r][k] *

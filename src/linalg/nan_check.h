@@ -45,6 +45,10 @@ void repair_columns(float (*a)[Width], int length, int columns) {
     const F zero = V::dup(0.0f);
     for (int col = 0; col < columns; col += 4) {
         const U active = V::cmp_lt(V::set(0.0f, 1.0f, 2.0f, 3.0f), V::dup(static_cast<float>(columns - col)));
+        // Columns without a missing entry stay as they are; most are.
+        U any_missing = V::dup(0u);
+        for (int i = 0; i < length; ++i) any_missing = V::bit_or(any_missing, V::cmp_lt(V::load(a[i] + col), zero));
+        if (!V::any(V::bit_and(any_missing, active))) continue;
         F anchor_index = zero;
         F anchor_value = length > 0 ? V::load(a[0] + col) : zero;
         for (int i = 0; i < length; ++i) {
