@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "preprocess/four_rows.h"
+#include "preprocess/row_channels.h"
 #include "preprocess/no_data_markers.h"
 #include "simd/vec4.h"
 
@@ -19,60 +19,43 @@ enum class WeightMode {
 
 namespace row_levels_detail {
 
-// One group of four rows (one per lane), in the mode M.
-template <class V, WeightMode M>
-inline void form_group_levels(const uint32_t* const* in, int row, int rows, float frame_ratio,
-                              const typename V::F (&zone_weights)[6], float* stat_level, float (*row_level)[4]) {
-    using F = typename V::F;
-    using U = typename V::U;
-    const F ratio = V::dup(frame_ratio), zero = V::dup(0.0f), one = V::dup(1.0f);
-    const F no_level = V::dup(kNoStatLevel), no_row_level = V::dup(kNoRowLevel);
-    const U no_count = V::dup(0u);
-    U channel_levels[4];
-    for (int first = 0; first < kRowWords; first += 12) {
-        U sums[12], counts[12], keep[12], levels[12];
-        load_row_words<V>(in[0], first, sums);
-        load_row_words<V>(in[1], first, counts);
-        if (M == WeightMode::computed) load_row_words<V>(in[2], first, keep);
-        for (int w = 0; w < 12; w += 6) {
-            F numerator = zero, denominator = zero;  // zone order, from 0.0
-            for (int z = 0; z < 6; ++z) {
-                const int k = w + z;
-                const U has_data = V::bit_not(V::cmp_eq(counts[k], no_count));
-                const F sum = V::to_float(sums[k]), count = V::to_float(counts[k]);
-                const F quotient = V::div(sum, count);
-                if (M == WeightMode::plain) {
-                    levels[k] = V::as_u(V::select(has_data, V::mul(quotient, ratio), no_level));
-                    numerator = V::add(numerator, sum);
-                    denominator = V::add(denominator, count);
-                } else {
-                    const F q = V::select(V::bit_and(has_data, V::cmp_gt(quotient, zero)), quotient, one);
-                    levels[k] = V::as_u(V::select(has_data, V::mul(q, ratio), no_level));
-                    const F weight =
-                        M == WeightMode::computed ? V::select(keep[k], zone_weights[z], zero) : zone_weights[z];
-                    numerator = V::add(numerator, V::mul(q, weight));
-                    denominator = V::add(denominator, weight);
-                }
-            }
-            const F level = V::div(V::mul(ratio, numerator), denominator);
-            channel_levels[(first + w) / 6] = V::as_u(V::select(V::cmp_eq(denominator, zero), no_row_level, level));
-        }
-        store_group_rows<V>(reinterpret_cast<uint32_t*>(stat_level) + kRowWords * row, first, levels, rows);
-    }
-    V::transpose(channel_levels[0], channel_levels[1], channel_levels[2], channel_levels[3]);
-    for (int q = 0; q < rows; ++q) V::store(row_level[row + q], V::as_f(channel_levels[q]));
-}
-
 template <class V, WeightMode M>
 inline void form_row_levels_in(const uint32_t* stat_sum, const uint32_t* stat_count,
                                const int32_t (*sample_keep)[24], int row_num, float frame_ratio,
                                const float* zone_weight, float* stat_level, float (*row_level)[4]) {
-    typename V::F zone_weights[6];
+    using F = typename V::F;
+    using U = typename V::U;
+    const F ratio = V::dup(frame_ratio), zero = V::dup(0.0f), one = V::dup(1.0f);
+    const F no_level = V::dup(kNoStatLevel), no_row_level = V::dup(kNoRowLevel);
+    F zone_weights[6];
     for (int z = 0; z < 6; ++z) zone_weights[z] = V::dup(M == WeightMode::plain ? 0.0f : zone_weight[z]);
-    const uint32_t* keep = reinterpret_cast<const uint32_t*>(sample_keep[0]);
-    for_each_row_group(row_num, {stat_sum, stat_count, keep}, [&](int row, int rows, const uint32_t* const* in) {
-        form_group_levels<V, M>(in, row, rows, frame_ratio, zone_weights, stat_level, row_level);
-    });
+    for (int row = 0; row < row_num; ++row) {
+        U sums[6], counts[6], keep[6], levels[6];
+        load_row_channels<V>(stat_sum + 24 * row, sums);
+        load_row_channels<V>(stat_count + 24 * row, counts);
+        if (M == WeightMode::computed) load_row_channels<V>(reinterpret_cast<const uint32_t*>(sample_keep[row]), keep);
+        F numerator = zero, denominator = zero;  // zone order, from 0.0
+        for (int z = 0; z < 6; ++z) {
+            const U has_data = V::bit_not(V::cmp_eq(counts[z], V::dup(0u)));
+            const F sum = V::to_float(sums[z]), count = V::to_float(counts[z]);
+            const F quotient = V::div(sum, count);
+            if (M == WeightMode::plain) {
+                levels[z] = V::as_u(V::select(has_data, V::mul(quotient, ratio), no_level));
+                numerator = V::add(numerator, sum);
+                denominator = V::add(denominator, count);
+            } else {
+                const F q = V::select(V::bit_and(has_data, V::cmp_gt(quotient, zero)), quotient, one);
+                levels[z] = V::as_u(V::select(has_data, V::mul(q, ratio), no_level));
+                const F weight =
+                    M == WeightMode::computed ? V::select(keep[z], zone_weights[z], zero) : zone_weights[z];
+                numerator = V::add(numerator, V::mul(q, weight));
+                denominator = V::add(denominator, weight);
+            }
+        }
+        store_row_channels<V>(reinterpret_cast<uint32_t*>(stat_level) + 24 * row, levels);
+        const F level = V::div(V::mul(ratio, numerator), denominator);
+        V::store(row_level[row], V::select(V::cmp_eq(denominator, zero), no_row_level, level));
+    }
 }
 
 }  // namespace row_levels_detail
@@ -85,7 +68,7 @@ inline void form_row_levels_in(const uint32_t* stat_sum, const uint32_t* stat_co
 //                             kNoRowLevel when the latter is 0; numerator and
 //                             denominator per sample are (sum, count) in the plain
 //                             mode and (q * W, W) with the sample's weight W otherwise.
-// Both six-term sums run in zone order, four rows at a time, one per lane.
+// Both six-term sums run in zone order; one row at a time, the four channels in lanes.
 template <class V>
 void form_row_levels(const uint32_t* stat_sum, const uint32_t* stat_count, const int32_t (*sample_keep)[24],
                      int row_num, float frame_ratio, WeightMode mode, const float* zone_weight,

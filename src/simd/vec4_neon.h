@@ -134,6 +134,19 @@ struct Neon {
         r3 = t.val[3];
     }
 
+    // Twelve words split three ways on the way in and joined on the way out:
+    // lane j of a, b, c is p[3j], p[3j + 1], p[3j + 2].
+    static void load_deinterleave3(const uint32_t* p, U& a, U& b, U& c) {
+        const uint32x4x3_t t = vld3q_u32(p);
+        a = t.val[0];
+        b = t.val[1];
+        c = t.val[2];
+    }
+    static void store_interleave3(uint32_t* p, U a, U b, U c) { vst3q_u32(p, uint32x4x3_t{{a, b, c}}); }
+    // Even lanes of a:b (a0, a2, b0, b2) and odd lanes (a1, a3, b1, b3).
+    static U unzip_low(U a, U b) { return vuzp1q_u32(a, b); }
+    static U unzip_high(U a, U b) { return vuzp2q_u32(a, b); }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return vmaxvq_u32(a) != 0; }
 

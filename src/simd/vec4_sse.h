@@ -152,6 +152,32 @@ struct Sse {
         transpose(r0, r1, r2, r3);
     }
 
+    // Each output gathers its lanes from the three loaded vectors with two
+    // blends, then puts them in order with one shuffle.
+    static void load_deinterleave3(const uint32_t* p, U& a, U& b, U& c) {
+        const __m128i v0 = load(p).v, v1 = load(p + 4).v, v2 = load(p + 8).v;
+        const __m128i ta = _mm_blend_epi16(_mm_blend_epi16(v0, v1, 0x30), v2, 0x0C);  // p0 p9 p6 p3
+        const __m128i tb = _mm_blend_epi16(_mm_blend_epi16(v1, v0, 0x0C), v2, 0x30);  // p4 p1 p10 p7
+        const __m128i tc = _mm_blend_epi16(_mm_blend_epi16(v2, v0, 0x30), v1, 0x0C);  // p8 p5 p2 p11
+        a.v = _mm_shuffle_epi32(ta, _MM_SHUFFLE(1, 2, 3, 0));
+        b.v = _mm_shuffle_epi32(tb, _MM_SHUFFLE(2, 3, 0, 1));
+        c.v = _mm_shuffle_epi32(tc, _MM_SHUFFLE(3, 0, 1, 2));
+    }
+    static void store_interleave3(uint32_t* p, U a, U b, U c) {
+        const __m128i ta = _mm_shuffle_epi32(a.v, _MM_SHUFFLE(1, 2, 3, 0));  // a0 a3 a2 a1
+        const __m128i tb = _mm_shuffle_epi32(b.v, _MM_SHUFFLE(2, 3, 0, 1));  // b1 b0 b3 b2
+        const __m128i tc = _mm_shuffle_epi32(c.v, _MM_SHUFFLE(3, 0, 1, 2));  // c2 c1 c0 c3
+        store(p, U{_mm_blend_epi16(_mm_blend_epi16(ta, tb, 0x0C), tc, 0x30)});      // a0 b0 c0 a1
+        store(p + 4, U{_mm_blend_epi16(_mm_blend_epi16(tb, ta, 0x30), tc, 0x0C)});  // b1 c1 a2 b2
+        store(p + 8, U{_mm_blend_epi16(_mm_blend_epi16(tc, ta, 0x0C), tb, 0x30)});  // c2 a3 b3 c3
+    }
+    static U unzip_low(U a, U b) {
+        return as_u(F{_mm_shuffle_ps(as_f(a).v, as_f(b).v, _MM_SHUFFLE(2, 0, 2, 0))});
+    }
+    static U unzip_high(U a, U b) {
+        return as_u(F{_mm_shuffle_ps(as_f(a).v, as_f(b).v, _MM_SHUFFLE(3, 1, 3, 1))});
+    }
+
     static bool any(U a) { return _mm_testz_si128(a.v, a.v) == 0; }
 
     static void load_x4(const float* p, F (&out)[4]) {

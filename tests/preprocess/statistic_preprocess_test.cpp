@@ -244,11 +244,10 @@ TEST(StatisticPreprocess, SmoothsZoneSignalsOnlyFromFiveRowsOn) {
     }
 }
 
-// The kernels take rows four at a time; every row's results depend on that row
-// alone, so a run over the first n rows must reproduce those rows of a run over
-// all eleven, whichever way n splits into groups, and leave later rows alone.
+// Every row's results depend on that row alone, so a run over the first n rows
+// must reproduce those rows of a run over all eleven and leave later rows alone.
 // The inputs hold exactly n rows, so that a read past them shows under ASan.
-TEST(StatisticPreprocess, KernelsGiveEachRowItsOwnResultsWhereverTheGroupsEnd) {
+TEST(StatisticPreprocess, KernelsWriteOnlyTheirRowsAndReadNothingPastThem) {
     constexpr int kAll = 11;
     std::mt19937 rng(5);
     std::uniform_int_distribution<uint32_t> count(0, 4), sum(0, 40);

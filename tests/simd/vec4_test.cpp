@@ -79,6 +79,14 @@ TEST(VectorLayer, ShufflesMoveTheRightLanes) {
     EXPECT_EQ(Portable::get(r1, 0), 1u);
     EXPECT_EQ(Portable::get(r1, 3), 13u);
     EXPECT_EQ(Portable::get(r3, 2), 11u);
+    const uint32_t words[12] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
+    Portable::load_deinterleave3(words, r0, r1, r2);
+    EXPECT_EQ(Portable::get(r0, 3), 9u);
+    EXPECT_EQ(Portable::get(r2, 1), 5u);
+    EXPECT_EQ(Portable::get(Portable::unzip_high(r0, r1), 2), 4u);
+    uint32_t back[12];
+    Portable::store_interleave3(back, r0, r1, r2);
+    EXPECT_TRUE(kevra_test::SameBits(words, back, 12));
     const auto f = Portable::ext3(Portable::set(0.f, 1.f, 2.f, 3.f), Portable::set(4.f, 5.f, 6.f, 7.f));
     EXPECT_EQ(Portable::get(f, 0), 3.0f);
     EXPECT_EQ(Portable::get(f, 3), 6.0f);
@@ -120,6 +128,10 @@ void run_all_ops(const float* a, const float* b, const float* c, const uint32_t*
     for (const auto& w : {lo, hi, r2, r3}) { V::store(out, w); out += 4; }
     V::load_transposed(u, lo, hi, r2, r3);
     for (const auto& w : {lo, hi, r2, r3}) { V::store(out, w); out += 4; }
+    V::load_deinterleave3(u + 2, lo, hi, r2);
+    for (const auto& w : {lo, hi, r2, V::unzip_low(lo, hi), V::unzip_high(hi, r2)}) { V::store(out, w); out += 4; }
+    V::store_interleave3(out, r2, lo, hi);
+    out += 12;
     uint32_t pair[4] = {};
     V::store2(pair, ua);
     V::store2_high(pair + 2, ua);
@@ -136,7 +148,7 @@ TEST(VectorLayer, EveryBackendMatchesThePortableBits) {
     std::mt19937 rng(7);
     std::uniform_int_distribution<uint32_t> word;
     std::uniform_int_distribution<int> shift(0, 31);
-    constexpr int kWords = 22 * 4 + 28 * 4 + 4 + 5;
+    constexpr int kWords = 22 * 4 + 36 * 4 + 4 + 5;
     for (int round = 0; round < 2000; ++round) {
         float a[4], b[4], c[4];
         uint32_t u[16];
