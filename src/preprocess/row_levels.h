@@ -17,6 +17,39 @@ enum class WeightMode {
     computed,  // the same, but a sample without keep flag weighs 0
 };
 
+// One row in mode M, from its sums and counts as floats (channels in lanes):
+// the caller's per-sample levels into stat_level_row[24] and the four channels'
+// row levels into row_level_row[4]. keep is read in the computed mode only.
+template <class V, WeightMode M>
+inline void form_one_row(const typename V::F (&sum)[6], const typename V::F (&count)[6],
+                         const typename V::U (&keep)[6], const typename V::F (&zone_weights)[6],
+                         typename V::F ratio, float* stat_level_row, float* row_level_row) {
+    using F = typename V::F;
+    using U = typename V::U;
+    const F zero = V::dup(0.0f), one = V::dup(1.0f);
+    const F no_level = V::dup(kNoStatLevel), no_row_level = V::dup(kNoRowLevel);
+    U levels[6];
+    F numerator = zero, denominator = zero;  // zone order, from 0.0
+    for (int z = 0; z < 6; ++z) {
+        const U has_data = V::bit_not(V::cmp_eq(count[z], zero));
+        const F quotient = V::div(sum[z], count[z]);
+        if (M == WeightMode::plain) {
+            levels[z] = V::as_u(V::select(has_data, V::mul(quotient, ratio), no_level));
+            numerator = V::add(numerator, sum[z]);
+            denominator = V::add(denominator, count[z]);
+        } else {
+            const F q = V::select(V::bit_and(has_data, V::cmp_gt(quotient, zero)), quotient, one);
+            levels[z] = V::as_u(V::select(has_data, V::mul(q, ratio), no_level));
+            const F weight = M == WeightMode::computed ? V::select(keep[z], zone_weights[z], zero) : zone_weights[z];
+            numerator = V::add(numerator, V::mul(q, weight));
+            denominator = V::add(denominator, weight);
+        }
+    }
+    store_row_channels<V>(reinterpret_cast<uint32_t*>(stat_level_row), levels);
+    const F level = V::div(V::mul(ratio, numerator), denominator);
+    V::store(row_level_row, V::select(V::cmp_eq(denominator, zero), no_row_level, level));
+}
+
 namespace row_levels_detail {
 
 template <class V, WeightMode M>
@@ -25,36 +58,20 @@ inline void form_row_levels_in(const uint32_t* stat_sum, const uint32_t* stat_co
                                const float* zone_weight, float* stat_level, float (*row_level)[4]) {
     using F = typename V::F;
     using U = typename V::U;
-    const F ratio = V::dup(frame_ratio), zero = V::dup(0.0f), one = V::dup(1.0f);
-    const F no_level = V::dup(kNoStatLevel), no_row_level = V::dup(kNoRowLevel);
     F zone_weights[6];
     for (int z = 0; z < 6; ++z) zone_weights[z] = V::dup(M == WeightMode::plain ? 0.0f : zone_weight[z]);
     for (int row = 0; row < row_num; ++row) {
-        U sums[6], counts[6], keep[6], levels[6];
+        U sums[6], counts[6], keep[6];
         load_row_channels<V>(stat_sum + 24 * row, sums);
         load_row_channels<V>(stat_count + 24 * row, counts);
         if (M == WeightMode::computed) load_row_channels<V>(reinterpret_cast<const uint32_t*>(sample_keep[row]), keep);
-        F numerator = zero, denominator = zero;  // zone order, from 0.0
+        F sum[6], count[6];
         for (int z = 0; z < 6; ++z) {
-            const U has_data = V::bit_not(V::cmp_eq(counts[z], V::dup(0u)));
-            const F sum = V::to_float(sums[z]), count = V::to_float(counts[z]);
-            const F quotient = V::div(sum, count);
-            if (M == WeightMode::plain) {
-                levels[z] = V::as_u(V::select(has_data, V::mul(quotient, ratio), no_level));
-                numerator = V::add(numerator, sum);
-                denominator = V::add(denominator, count);
-            } else {
-                const F q = V::select(V::bit_and(has_data, V::cmp_gt(quotient, zero)), quotient, one);
-                levels[z] = V::as_u(V::select(has_data, V::mul(q, ratio), no_level));
-                const F weight =
-                    M == WeightMode::computed ? V::select(keep[z], zone_weights[z], zero) : zone_weights[z];
-                numerator = V::add(numerator, V::mul(q, weight));
-                denominator = V::add(denominator, weight);
-            }
+            sum[z] = V::to_float(sums[z]);
+            count[z] = V::to_float(counts[z]);
         }
-        store_row_channels<V>(reinterpret_cast<uint32_t*>(stat_level) + 24 * row, levels);
-        const F level = V::div(V::mul(ratio, numerator), denominator);
-        V::store(row_level[row], V::select(V::cmp_eq(denominator, zero), no_row_level, level));
+        form_one_row<V, M>(sum, count, keep, zone_weights, V::dup(frame_ratio), stat_level + 24 * row,
+                           row_level[row]);
     }
 }
 

@@ -7,6 +7,7 @@
 
 #include "preprocess/no_data_markers.h"
 #include "preprocess/row_channels.h"
+#include "preprocess/row_levels.h"
 #include "simd/vec4.h"
 
 namespace kevra {
@@ -17,11 +18,13 @@ namespace kevra {
 //           exceeds outlier_limit, every sample at that deviation is dropped.
 // Writes sample_keep[row], zone_level[z][row] = channel 1's level of zone z, and
 // count_sum[z] = the wrapping sum of channel 1's counts of zone z (zeros for no rows).
+// With PlainLevels, also the plain mode's stat_level and row_level (as
+// form_row_levels), which need nothing the steps between the two sweeps compute.
 // One row at a time, the four channels in lanes.
-template <class V>
+template <class V, bool PlainLevels = false>
 void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int row_num, float frame_ratio,
                     float outlier_limit, int32_t (*sample_keep)[24], float (*zone_level)[256],
-                    uint32_t* count_sum) {
+                    uint32_t* count_sum, float* stat_level = nullptr, float (*row_level)[4] = nullptr) {
     using F = typename V::F;
     using U = typename V::U;
     using I = typename V::I;
@@ -31,13 +34,15 @@ void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int ro
         U sums[6], counts[6];
         load_row_channels<V>(stat_sum + 24 * row, sums);
         load_row_channels<V>(stat_count + 24 * row, counts);
-        F level[6];
+        F sum[6], count[6], level[6];
         U valid[6];
         F total = zero;  // the valid levels, added in zone order from 0.0
         I n = V::dup(int32_t{0});
         for (int z = 0; z < 6; ++z) {
-            const F quotient = V::div(V::mul(V::to_float(sums[z]), ratio), V::to_float(counts[z]));
-            level[z] = V::select(V::cmp_eq(counts[z], V::dup(0u)), missing, quotient);
+            sum[z] = V::to_float(sums[z]);
+            count[z] = V::to_float(counts[z]);
+            const F quotient = V::div(V::mul(sum[z], ratio), count[z]);
+            level[z] = V::select(V::cmp_eq(count[z], zero), missing, quotient);
             valid[z] = V::cmp_gt(level[z], missing);
             total = V::add(total, V::select(valid[z], level[z], zero));
             n = V::sub(n, V::as_i(valid[z]));
@@ -54,6 +59,11 @@ void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int ro
         U keep[6];
         for (int z = 0; z < 6; ++z) keep[z] = V::bit_and(valid[z], V::bit_or(V::cmp_lt(dev[z], largest), keep_all));
         store_row_channels<V>(reinterpret_cast<uint32_t*>(sample_keep[row]), keep);
+        if (PlainLevels) {
+            const F no_weights[6] = {zero, zero, zero, zero, zero, zero};
+            form_one_row<V, WeightMode::plain>(sum, count, keep, no_weights, ratio, stat_level + 24 * row,
+                                               row_level[row]);
+        }
     }
     // Channel 1's counts: words 6..9 and 10..11 of each row.
     U totals[2] = {V::dup(0u), V::dup(0u)};
