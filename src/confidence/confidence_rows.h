@@ -36,15 +36,10 @@ RowBands row_bands(const ConfidenceConstants& k, int32_t first_row) {
     using I = typename V::I;
     const I row = V::add(V::dup(first_row), V::set(0, 1, 2, 3));
     const I y = V::add(V::dup(k.y0), V::mul(row, V::dup(k.y_step)));
-    int32_t theta[3][4];
-    for (int h = 0; h < 3; ++h) {
-        V::store(theta[h], V::add(V::dup(k.phase[h]), V::shr(V::mul(V::dup(k.step[h]), y), 3)));
-    }
-    int32_t cosine[3][4];
-    for (int r = 0; r < 4; ++r) {
-        for (int h = 0; h < 3; ++h) cosine[h][r] = fixed_cos(theta[h][r]);
-    }
-    const auto harmonic = [&](int h) { return V::shr(V::mul(V::dup(k.amp[h]), V::load(cosine[h])), 10); };
+    const auto harmonic = [&](int h) {
+        const I theta = V::add(V::dup(k.phase[h]), V::shr(V::mul(V::dup(k.step[h]), y), 3));
+        return V::shr(V::mul(V::dup(k.amp[h]), fixed_cos_lanes<V>(theta)), 10);
+    };
     const I m = V::sub(V::dup(k.off), V::add(V::add(harmonic(0), harmonic(1)), harmonic(2)));
     const typename V::F model = V::div(V::to_float(m), V::dup(1024.0f));
     const typename V::F a1 = V::dup(k.a1);

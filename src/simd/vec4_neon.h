@@ -147,6 +147,14 @@ struct Neon {
     static U unzip_low(U a, U b) { return vuzp1q_u32(a, b); }
     static U unzip_high(U a, U b) { return vuzp2q_u32(a, b); }
 
+    // table[index] per lane, index 0..15.
+    static I lookup16(const int32_t (&table)[16], U index) {
+        const uint8x16x4_t t = vld1q_u8_x4(reinterpret_cast<const uint8_t*>(table));
+        // Byte j of lane k takes byte 4 * index[k] + j of the table.
+        const uint32x4_t bytes = vmlaq_n_u32(vdupq_n_u32(0x03020100u), index, 0x04040404u);
+        return vreinterpretq_s32_u8(vqtbl4q_u8(t, vreinterpretq_u8_u32(bytes)));
+    }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return vmaxvq_u32(a) != 0; }
 

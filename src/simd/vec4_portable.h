@@ -215,6 +215,13 @@ struct Portable {
     static U unzip_low(U a, U b) { return U{{a.v[0], a.v[2], b.v[0], b.v[2]}}; }
     static U unzip_high(U a, U b) { return U{{a.v[1], a.v[3], b.v[1], b.v[3]}}; }
 
+    // table[index] per lane, index 0..15.
+    static I lookup16(const int32_t (&table)[16], U index) {
+        I r;
+        for (int k = 0; k < 4; ++k) r.v[k] = table[index.v[k]];
+        return r;
+    }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return (a.v[0] | a.v[1] | a.v[2] | a.v[3]) != 0; }
 

@@ -178,6 +178,21 @@ struct Sse {
         return as_u(F{_mm_shuffle_ps(as_f(a).v, as_f(b).v, _MM_SHUFFLE(3, 1, 3, 1))});
     }
 
+    // Each quarter of the table shuffled by the index's low two bits, the
+    // quarter then chosen by its high two bits.
+    static I lookup16(const int32_t (&table)[16], U index) {
+        const __m128i bytes = _mm_add_epi32(_mm_mullo_epi32(_mm_and_si128(index.v, _mm_set1_epi32(3)),
+                                                            _mm_set1_epi32(0x04040404)),
+                                            _mm_set1_epi32(0x03020100));
+        const __m128i quarter = _mm_srli_epi32(index.v, 2);
+        __m128i r = _mm_setzero_si128();
+        for (int q = 0; q < 4; ++q) {
+            const __m128i part = _mm_shuffle_epi8(load(table + 4 * q).v, bytes);
+            r = _mm_blendv_epi8(r, part, _mm_cmpeq_epi32(quarter, _mm_set1_epi32(q)));
+        }
+        return I{r};
+    }
+
     static bool any(U a) { return _mm_testz_si128(a.v, a.v) == 0; }
 
     static void load_x4(const float* p, F (&out)[4]) {

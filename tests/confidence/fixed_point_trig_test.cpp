@@ -3,8 +3,12 @@
 
 #include <climits>
 #include <cmath>
+#include <random>
+#include <vector>
 
 #include "confidence/confidence_fixtures.h"
+#include "confidence/my_cos.h"
+#include "support/backends.h"
 #include "support/bits.h"
 
 namespace {
@@ -30,6 +34,29 @@ TEST(MyCos, StaysWithinFourOfTheTrueCosineOverAFullTurnBothWays) {
         const double want = 1024.0 * std::cos(angle * unit);
         ASSERT_LT(std::fabs(d->my_cos(angle) - want), 4.0) << "angle " << angle;
     }
+}
+
+// The four-lane cosine folds and divides differently; it must agree with the
+// scalar one on every angle of two turns each way, at every table step and
+// quadrant edge, and on random and extreme 32-bit angles.
+TEST(MyCos, FourLaneVersionAgreesEverywhereOnEveryBackend) {
+    std::vector<int32_t> angles;
+    for (int32_t a = -2 * 46080; a <= 2 * 46080; ++a) angles.push_back(a);
+    std::mt19937 rng(13);
+    std::uniform_int_distribution<int32_t> any(INT32_MIN, INT32_MAX);
+    for (int n = 0; n < 100000; ++n) angles.push_back(any(rng));
+    for (int32_t edge : {INT32_MIN, INT32_MIN + 1, INT32_MAX, INT32_MAX - 1, 2147451904, -2147451904}) angles.push_back(edge);
+    while (angles.size() % 4 != 0) angles.push_back(0);
+    kevra_test::for_each_backend([&](auto tag) {
+        using V = typename decltype(tag)::type;
+        for (size_t i = 0; i < angles.size(); i += 4) {
+            int32_t got[4];
+            V::store(got, kevra::fixed_cos_lanes<V>(V::load(&angles[i])));
+            for (int k = 0; k < 4; ++k) {
+                ASSERT_EQ(got[k], kevra::fixed_cos(angles[i + k])) << V::name << " angle " << angles[i + k];
+            }
+        }
+    });
 }
 
 TEST(CosToSin, GivesTheSineOfListedAngles) {
