@@ -53,33 +53,29 @@ inline constexpr CosTableSteps kCosTableSteps{};
 
 // fixed_cos of four angles at once, without a division or a branch. The cosine
 // is even, so only |angle| mod 46080 matters; |angle| / 1024 is below 2^21, so
-// its float quotient by 45 never rounds across an integer, and the entry plus
-// floor(step * f / 1024) is the interpolation of fixed_cos.
+// its float quotient by 45 never rounds across an integer. Two folds, about
+// half a turn and about a quarter turn, give the quadrants' angles and signs
+// (at the quarter turn itself, where the sign differs, the cosine is 0), and
+// the entry plus floor(step * f / 1024) is the interpolation of fixed_cos.
 template <class V>
-typename V::I fixed_cos_lanes(typename V::I angle) {
-    using F = typename V::F;
+[[gnu::always_inline]] inline typename V::I fixed_cos_lanes(typename V::I angle) {
     using I = typename V::I;
     using U = typename V::U;
-    const I zero = V::dup(int32_t{0});
-    const U negative = V::cmp_eq(V::shr(V::as_u(angle), 31), V::dup(1u));
-    const U a = V::select(negative, V::as_u(V::sub(zero, angle)), V::as_u(angle));
-    const I turns = V::to_int(V::div(V::to_float(V::shr(a, 10)), V::dup(45.0f)));
-    const I r = V::sub(V::as_i(a), V::mul(turns, V::dup(kAngleTurn)));
-    const F rf = V::to_float(r);
-    const U second = V::cmp_ge(rf, V::dup(static_cast<float>(kAngleQuarter)));
-    const U third = V::cmp_ge(rf, V::dup(static_cast<float>(2 * kAngleQuarter)));
-    const U fourth = V::cmp_ge(rf, V::dup(static_cast<float>(3 * kAngleQuarter)));
-    I folded = V::select(second, V::sub(V::dup(2 * kAngleQuarter), r), r);
-    folded = V::select(third, V::sub(r, V::dup(2 * kAngleQuarter)), folded);
-    folded = V::select(fourth, V::sub(V::dup(kAngleTurn), r), folded);
-    const I idx = V::shr(folded, 10);
-    const I f = V::as_i(V::bit_and(V::as_u(folded), V::dup(1023u)));
-    const I packed = V::lookup16(kCosTableSteps.packed, V::as_u(idx));
+    const U a = V::abs(angle);
+    const I turns = V::to_int(V::div(V::to_float(V::as_i(V::shr(a, 10))), V::dup(45.0f)));
+    const U r = V::as_u(V::sub(V::as_i(a), V::mul(turns, V::dup(kAngleTurn))));
+    const U half = V::min(r, V::as_u(V::sub(V::dup(kAngleTurn), V::as_i(r))));
+    const U folded = V::min(half, V::as_u(V::sub(V::dup(2 * kAngleQuarter), V::as_i(half))));
+    const U quarter = V::dup(static_cast<uint32_t>(kAngleQuarter));
+    const U negative = V::bit_not(V::cmp_eq(V::max(half, quarter), quarter));  // half > a quarter turn
+    const I f = V::as_i(V::bit_and(folded, V::dup(1023u)));
+    const U idx = V::shr(folded, 10);
+    const I packed = V::lookup16(kCosTableSteps.packed, idx);
     const I entry = V::as_i(V::bit_and(V::as_u(packed), V::dup(0xFFFFu)));
     const I interpolated = V::add(entry, V::shr(V::mul(V::shr(packed, 16), f), 10));
     const I last_degrees = V::shr(V::mul(V::sub(V::dup(256), f), V::dup(35)), 8);
-    const I mag = V::select(V::cmp_eq(V::as_u(idx), V::dup(11u)), last_degrees, interpolated);
-    return V::select(V::bit_and(second, V::bit_not(fourth)), V::sub(zero, mag), mag);
+    const I mag = V::select(V::cmp_eq(idx, V::dup(11u)), last_degrees, interpolated);
+    return V::mul(mag, V::as_i(V::bit_or(negative, V::dup(1u))));
 }
 
 }  // namespace kevra

@@ -155,6 +155,10 @@ struct Neon {
         return vreinterpretq_s32_u8(vqtbl4q_u8(t, vreinterpretq_u8_u32(bytes)));
     }
 
+    // |a| with INT32_MIN unchanged (its magnitude as uint32), and the unsigned minimum.
+    static U abs(I a) { return vreinterpretq_u32_s32(vabsq_s32(a)); }
+    static U min(U a, U b) { return vminq_u32(a, b); }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return vmaxvq_u32(a) != 0; }
 

@@ -222,6 +222,17 @@ struct Portable {
         return r;
     }
 
+    // |a| with INT32_MIN unchanged (its magnitude as uint32), and the unsigned minimum.
+    static U abs(I a) {
+        U r;
+        for (int k = 0; k < 4; ++k) {
+            const uint32_t u = static_cast<uint32_t>(a.v[k]);
+            r.v[k] = a.v[k] < 0 ? 0u - u : u;
+        }
+        return r;
+    }
+    static U min(U a, U b) { U r; for (int k = 0; k < 4; ++k) r.v[k] = a.v[k] < b.v[k] ? a.v[k] : b.v[k]; return r; }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return (a.v[0] | a.v[1] | a.v[2] | a.v[3]) != 0; }
 

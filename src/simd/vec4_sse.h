@@ -193,6 +193,9 @@ struct Sse {
         return I{r};
     }
 
+    static U abs(I a) { return U{_mm_abs_epi32(a.v)}; }
+    static U min(U a, U b) { return U{_mm_min_epu32(a.v, b.v)}; }
+
     static bool any(U a) { return _mm_testz_si128(a.v, a.v) == 0; }
 
     static void load_x4(const float* p, F (&out)[4]) {

@@ -122,7 +122,7 @@ void run_all_ops(const float* a, const float* b, const float* c, const uint32_t*
                                    V::as_u(V::to_int(fa)), V::as_u(V::add(sa, V::as_i(hi))),
                                    V::as_u(V::sub(sa, V::as_i(hi))), V::as_u(V::mul(sa, V::as_i(hi))),
                                    V::as_u(V::shr(sa, shift)), V::zip_low(ua, hi), V::zip_high(ua, hi),
-                                   V::select(ua, hi, r2)};
+                                   V::select(ua, hi, r2), V::abs(sa), V::min(ua, hi)};
     for (const auto& w : words) { V::store(out, w); out += 4; }
     V::transpose(lo, hi, r2, r3);
     for (const auto& w : {lo, hi, r2, r3}) { V::store(out, w); out += 4; }
@@ -152,7 +152,7 @@ TEST(VectorLayer, EveryBackendMatchesThePortableBits) {
     std::mt19937 rng(7);
     std::uniform_int_distribution<uint32_t> word;
     std::uniform_int_distribution<int> shift(0, 31);
-    constexpr int kWords = 22 * 4 + 37 * 4 + 4 + 5;
+    constexpr int kWords = 22 * 4 + 39 * 4 + 4 + 5;
     for (int round = 0; round < 2000; ++round) {
         float a[4], b[4], c[4];
         uint32_t u[16];
@@ -200,14 +200,17 @@ TEST(VectorLayer, EveryBackendMatchesThePortableBitsOnEmulatedCorners) {
             *out++ = V::get(V::as_u(V::to_int(V::as_f(V::dup(specials[a])))), 0);
         }
         for (uint32_t w : to_float_words) *out++ = V::get(V::as_u(V::to_float(V::dup(w))), 0);
+        V::store(out, V::abs(V::set(INT32_MIN, int32_t{-1}, int32_t{0}, INT32_MAX)));
+        out += 4;
     };
-    constexpr int kWords = kSpecials * (2 * kSpecials + 1) + sizeof to_float_words / sizeof to_float_words[0];
+    constexpr int kWords = kSpecials * (2 * kSpecials + 1) + sizeof to_float_words / sizeof to_float_words[0] + 4;
     uint32_t want[kWords], got[kWords];
     run(kevra_test::BackendTag<Portable>{}, want);
     kevra_test::for_each_backend([&](auto tag) {
         run(tag, got);
         EXPECT_TRUE(kevra_test::SameBits(want, got, kWords)) << decltype(tag)::type::name;
     });
+    EXPECT_EQ(Portable::get(Portable::abs(Portable::dup(INT32_MIN)), 0), 0x80000000u);
     // The exact unsigned conversion rounds ties to even.
     EXPECT_EQ(Portable::get(Portable::to_float(Portable::dup(0x80000080u)), 0), 2147483648.0f);
     EXPECT_EQ(Portable::get(Portable::to_float(Portable::dup(0x80000180u)), 0), 2147484160.0f);
