@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -31,20 +32,17 @@ const std::vector<float> kCases[][2] = {
 TEST(NanCheck, BothShapesRepairTheirColumnsAlike) {
     auto detector = std::make_unique<kevra_test::Probe>();
     for (const auto& c : kCases) {
-        const int length = static_cast<int>(c[0].size());
-        alignas(16) float zones[6][256];
-        float rows[6][4];
-        for (int i = 0; i < 6; ++i) {
-            std::fill(std::begin(zones[i]), std::end(zones[i]), -2.0f);
-            std::fill(std::begin(rows[i]), std::end(rows[i]), -2.0f);
-            if (i < length) zones[i][1] = rows[i][1] = c[0][static_cast<size_t>(i)];
-        }
-        detector->nan_check_v2_6_256(zones, length, 2);
-        detector->nan_check_v2_256_4(rows, length, 2);
-        for (int i = 0; i < 6; ++i) {
-            const float want[3] = {-2.0f, i < length ? c[1][static_cast<size_t>(i)] : -2.0f, -2.0f};
-            EXPECT_TRUE(kevra_test::SameBits(want, zones[i], 3)) << "entry " << i << " of case " << &c - kCases;
-            EXPECT_TRUE(kevra_test::SameBits(want, rows[i], 3)) << "entry " << i << " of case " << &c - kCases;
+        const size_t length = c[0].size();
+        alignas(16) float zones[6][256], rows[6][4];
+        std::fill_n(&zones[0][0], 6 * 256, -2.0f);
+        std::fill_n(&rows[0][0], 6 * 4, -2.0f);
+        for (size_t i = 0; i < length; ++i) zones[i][1] = rows[i][1] = c[0][i];
+        detector->nan_check_v2_6_256(zones, static_cast<int>(length), 2);
+        detector->nan_check_v2_256_4(rows, static_cast<int>(length), 2);
+        for (size_t i = 0; i < 6; ++i) {
+            const float want[3] = {-2.0f, i < length ? c[1][i] : -2.0f, -2.0f};
+            EXPECT_SAME_BITS(want, zones[i], 3) << "entry " << i << " of case " << &c - kCases;
+            EXPECT_SAME_BITS(want, rows[i], 3) << "entry " << i << " of case " << &c - kCases;
         }
     }
 }
