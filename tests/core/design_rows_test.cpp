@@ -5,7 +5,6 @@
 #include <cmath>
 #include <random>
 
-#include "core/fit_fixture.h"
 #include "support/backends.h"
 #include "support/bits.h"
 
@@ -72,28 +71,6 @@ TEST(DesignRows, EveryBackendFollowsTheLaneAndRotationRecurrence) {
             EXPECT_TRUE(SameBits(want_range.max, range.max) && SameBits(want_range.min, range.min)) << row_num;
         });
     }
-}
-
-// The recurrence tracks the true angles theta_h + h i delta over all 256 rows: the
-// rounding of the tables and 63 rotations drift by less than 1e-4 (measured 6.7e-5),
-// while a wrong lane, table or block step is off by far more.
-TEST(DesignRows, TrackDirectlyComputedAngles) {
-    kevra_test::FitRecords r;
-    const kevra::FitSettings s = kevra::make_fit_settings(&r.param, &r.config);
-    const kevra::ChannelParams p{300.0f, {40.0f, 8.0f, 4.0f}, {1234.0f, -700.0f, 2500.0f}};
-    const kevra::ModelTerms m = kevra::model_terms(s, p);
-    alignas(16) float level[256] = {}, design[8][256];
-    kevra::build_design_rows<kevra::simd::Native>(s.harmonic, m, level, 256, design, nullptr);
-    double worst = 0.0;
-    for (int h = 0; h < 3; ++h) {
-        const double start = double(s.exposure_angle[h]) + double(s.rate[h]) * (double(r.start_time) + p.phase[h]);
-        for (int i = 0; i < 256; ++i) {
-            const double angle = start + double(h + 1) * i * double(s.row_step);
-            worst = std::max(worst, std::fabs(std::cos(angle) - design[1 + 2 * h][i]));
-            worst = std::max(worst, std::fabs(m.factor[h] * std::sin(angle) - design[2 + 2 * h][i]) / std::fabs(m.factor[h]));
-        }
-    }
-    EXPECT_LT(worst, 1e-4);
 }
 
 }  // namespace
