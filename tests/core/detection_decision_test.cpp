@@ -24,9 +24,9 @@ TEST(DetectionDecision, BandsHaveInclusiveLowerLimitsAndCountsMustExceedTheRound
         {0.02f, 70, 100, 0, ascending},        // range == T1 selects R1 = 0.7: ceil(70) vs 70
         {0.02f, 71, 100, 1, ascending},
         {0.0199999f, 71, 100, 0, ascending},   // just below T1: R0 = 0.9
-        {0.009f, 1000, 100, 0, ascending},     // below T0: never flicker
         {0.16f, 11, 100, 1, ascending},        // range == T4: R4 = 0.1, 0.1f * 100 rounds to 10
         {0.16f, 10, 100, 0, ascending},
+        {0.009f, 1000, 100, 0, ascending},     // below T0: never flicker
         {0.09f, 31, 101, 0, ascending},        // R3: 0.3 * 101 = 30.3 rounds up to 31
         {0.09f, 32, 101, 1, ascending},
         {NAN, 0, 100, 1, ascending},           // a NaN range is flicker whatever the counters

@@ -22,9 +22,9 @@ const std::vector<float> kCases[][2] = {
     {{4, kNaN, -1, 8}, {4, kNaN, kNaN, 8}},  // NaN is present
     {{1, -kInf, kInf}, {1, kInf, kInf}},
     {{-3}, {-3}},
-    // Products, sum and quotient each rounded in single precision: neither a fused
-    // multiply-add nor double precision gives 240.575897 for entry 3.
-    {{220.201523f, -1, -1, -1, 247.36734f}, {220.201523f, 226.992981f, 233.784424f, 240.575897f, 247.36734f}},
+    // Products, sum and quotient each rounded in single precision: a multiply-add fused
+    // either way or double precision gives other bits.
+    {{775.237122f, -1, -1, -1, 1059.82019f}, {775.237122f, 846.382935f, 917.528687f, 988.674377f, 1059.82019f}},
 };
 
 // Each case runs down column 1 of both array shapes; column 0 (all missing) becomes
