@@ -182,8 +182,6 @@ TEST(FitUpdate, ScalesStepsFoldsNegativeAmplitudesAndWrapsPhases) {
     EXPECT_SAME_BITS(&want.offset, &p.offset, 7);
 }
 
-ChannelParams with_amplitudes(float a2, float a3) { return ChannelParams{0.0f, {1.0f, a2, a3}, {0.0f, 0.0f, 0.0f}}; }
-
 // Harmonics 2 and 3 count while their amplitude, compared in double, exceeds 0.001.
 // d0^2 + d1^2 is rounded in single precision (1 + 2^-24 ties to 1) and the rest summed
 // in double: 1 + 2^-23 (all in double: 1 + 2^-22; all single: 1). The phase term of
@@ -203,8 +201,8 @@ TEST(ConvergenceMeasure, SumsSquaredStepsInTheStatedPrecisions) {
         {{0, 0, 4097, 0, 0, 0, 0}, 0.0f, 0.0f, 0x1.0c910ap+4f},
     };
     for (const auto& c : cases) {
-        EXPECT_TRUE(SameBits(c.want, kevra::convergence_measure(c.delta, with_amplitudes(c.a2, c.a3))))
-            << "case " << &c - cases;
+        const ChannelParams p{0.0f, {1.0f, c.a2, c.a3}, {0.0f, 0.0f, 0.0f}};
+        EXPECT_TRUE(SameBits(c.want, kevra::convergence_measure(c.delta, p))) << "case " << &c - cases;
     }
     EXPECT_TRUE(kevra::has_converged(1e-5f, 1e-5f) && kevra::has_converged(NAN, 1e-5f));
     EXPECT_FALSE(kevra::has_converged(std::nextafter(1e-5f, 1.0f), 1e-5f) || kevra::has_converged(INFINITY, 1e-5f));

@@ -1,6 +1,7 @@
 // Unpacking of the two raw streams into channel-major sums, counts and top bytes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <random>
@@ -22,17 +23,17 @@ TEST(StatisticParsing, EveryBackendAndTheMemberSplitAndTransposeTheRowsBelowRowN
     for (size_t k = 0; k < 96; ++k) sums[k] = word(rng), counts[k] = word(rng);
     auto probe = std::make_unique<kevra_test::Probe>();
     for (int rows : {-1, 0, 1, 3}) {
-        std::vector<uint32_t> want[3];  // sums, counts, top bytes
-        for (auto& w : want) w.assign(96, 0xDEADBEEF);
+        uint32_t want[3][96];  // sums, counts, top bytes
+        std::fill_n(&want[0][0], 3 * 96, 0xDEADBEEFu);
         for (int k = 0; k < 24 * rows; ++k) {
             const int in = k / 24 * 24 + k % 6 * 4 + k % 24 / 6;
             want[0][k] = sums[in] & 0xFFFFFF, want[1][k] = counts[in] & 0xFFFFFF, want[2][k] = counts[in] >> 24;
         }
         auto check = [&](const char* name, auto parse) {
-            std::vector<uint32_t> got[3];
-            for (auto& g : got) g.assign(96, 0xDEADBEEF);
-            parse(got[0].data(), got[1].data(), reinterpret_cast<uint32_t(*)[24]>(got[2].data()));
-            for (int i = 0; i < 3; ++i) EXPECT_SAME_BITS(want[i].data(), got[i].data(), 96) << name << ", rows " << rows;
+            uint32_t got[3][96];
+            std::fill_n(&got[0][0], 3 * 96, 0xDEADBEEFu);
+            parse(got[0], got[1], reinterpret_cast<uint32_t(*)[24]>(got[2]));
+            EXPECT_SAME_BITS(&want[0][0], &got[0][0], 3 * 96) << name << ", rows " << rows;
         };
         kevra_test::for_each_backend([&](auto tag) {
             using V = typename decltype(tag)::type;

@@ -68,7 +68,7 @@ TEST(KevrMain, AcceptedRunsResetTheWeightsAndRecordTheCallerBuffers) {
         run->param.row_num = rows;
         run->param.ratio_table[0] = 2.0f, run->param.ratio_table[1] = 5.0f;
         run->config.weight_enable = 0;
-        if (rows == 0) run->stat = {}, run->result.stat_sum = nullptr, run->result.stat_count = nullptr;
+        if (rows == 0) run->stat = {}, run->result = {};
         std::memset(d->zone_weight, 0x5A, sizeof d->zone_weight);
         std::memset(d->zone_weight_base, 0x5A, sizeof d->zone_weight_base);
         ASSERT_EQ(KEVRA_STATUS_OK, run->main(*d));
