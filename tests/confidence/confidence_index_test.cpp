@@ -17,15 +17,20 @@ using kevra_test::from_bits;
 using kevra_test::SameBits;
 using Debug = kevra_confidence_idx_debug_output;
 
+// Before the call: a debug record no call may leave as it is once enabled.
+constexpr Debug kUntouched{1, -1, 9, 9, 9, -1.0f, -1.0f};
+
 // Offset 100, amplitude1 10, margin 2, weight norm 1 x 2 and every angle 0:
 // model 90, band (88, 102). Levels are the missing-sample marker until set;
-// without rows the buffers are null, as nothing may be read.
+// without rows the buffers are null, as nothing may be read. A record that is
+// not passed goes as a null pointer.
 struct Call {
     std::unique_ptr<AppKEVRA> detector = std::make_unique<kevra_test::Probe>();
     kevra_confidence_idx_input input{{}, {}, 0.0f, 1, 1, 16, 0, 2, 2.0f};
     kevra_fitting_result result{};
     kevra_confidence_idx_output output{{-1.0f, -1.0f}};
-    Debug debug{1, -1, 9, 9, 9, -1.0f, -1.0f};
+    Debug debug = kUntouched;
+    bool passed[4] = {true, true, true, true};  // input, result, output, debug
     std::vector<float> level;
     std::vector<uint32_t> sum;
 
@@ -73,7 +78,10 @@ void nan_weight_run(Call& c) {
 }
 
 // Debug records: valid, peak_row, peak_zone, mean_zone, peak_error, mean_error.
-TEST(ConfidenceIndex, MatchesHandComputedRunsWithTheirBandWindowTieAndNaNRules) {
+// A call without a record it must read or write, or without buffers for its
+// rows, is refused and writes nothing (index -1 here); a disabled or missing
+// debug record is only left alone.
+TEST(ConfidenceIndex, WritesHandComputedResultsAndNothingWhenRefused) {
     const struct { const char* what; int32_t rows; void (*setup)(Call&); Debug debug; float index; } cases[] = {
         {"worked example", 1, worked_row, {1, 1, 0, 3, 3, 30.25f, 30.25f}, 12100000.0f},
         {"worked example without flicker", 1, [](Call& c) { worked_row(c); c.result.flicker_detected = 0; },
@@ -94,33 +102,23 @@ TEST(ConfidenceIndex, MatchesHandComputedRunsWithTheirBandWindowTieAndNaNRules) 
          {1, 1, 5, 4, 1, 9.0f, 6.25f}, 3600000.0f},
         {"NaN weight", 1, nan_weight_run,
          {1, 1, 0, 2, 2, 0x1.1a3d56p+2f, 0x1.1a3d56p+2f}, 0x1.72f126p+29f},
+        {"no input", 1, [](Call& c) { worked_row(c); c.passed[0] = false; }, kUntouched, -1.0f},
+        {"no result", 1, [](Call& c) { worked_row(c); c.passed[1] = false; }, kUntouched, -1.0f},
+        {"no output", 1, [](Call& c) { worked_row(c); c.passed[2] = false; }, kUntouched, -1.0f},
+        {"no levels", 1, [](Call& c) { worked_row(c); c.result.stat_level = nullptr; }, kUntouched, -1.0f},
+        {"no sums", 1, [](Call& c) { worked_row(c); c.result.stat_sum = nullptr; }, kUntouched, -1.0f},
+        {"debug disabled", 1, [](Call& c) { worked_row(c); c.debug.enable = 0; }, {0, -1, 9, 9, 9, -1.0f, -1.0f},
+         12100000.0f},
+        {"no debug", 1, [](Call& c) { worked_row(c); c.passed[3] = false; }, kUntouched, 12100000.0f},
     };
     for (const auto& k : cases) {
         Call c(k.rows);
         k.setup(c);
-        ASSERT_EQ(c.detector->ConfidenceIndex(&c.input, &c.result, &c.output, &c.debug), KEVRA_STATUS_OK) << k.what;
+        const int32_t status =
+            c.detector->ConfidenceIndex(c.passed[0] ? &c.input : nullptr, c.passed[1] ? &c.result : nullptr,
+                                        c.passed[2] ? &c.output : nullptr, c.passed[3] ? &c.debug : nullptr);
+        EXPECT_EQ(status, k.index == -1.0f ? KEVRA_STATUS_INVALID_ARGUMENT : KEVRA_STATUS_OK) << k.what;
         EXPECT_TRUE(Wrote(c, k.index, k.debug)) << k.what;
-    }
-}
-
-// A call without a record it must read or write, or without buffers for its
-// rows, is refused; a disabled or missing debug record is only left alone.
-TEST(ConfidenceIndex, WritesNoRecordItMayNot) {
-    enum Change { kNoInput, kNoResult, kNoOutput, kNoLevels, kNoSums, kDebugDisabled, kNoDebug };
-    for (int change = kNoInput; change <= kNoDebug; ++change) {
-        Call c(1);
-        worked_row(c);
-        c.debug.enable = change != kDebugDisabled;
-        if (change == kNoLevels) c.result.stat_level = nullptr;
-        if (change == kNoSums) c.result.stat_sum = nullptr;
-        const Debug untouched = c.debug;
-        const bool refused = change < kDebugDisabled;
-        EXPECT_EQ(c.detector->ConfidenceIndex(change == kNoInput ? nullptr : &c.input,
-                                              change == kNoResult ? nullptr : &c.result,
-                                              change == kNoOutput ? nullptr : &c.output,
-                                              change == kNoDebug ? nullptr : &c.debug),
-                  refused ? KEVRA_STATUS_INVALID_ARGUMENT : KEVRA_STATUS_OK) << "change " << change;
-        EXPECT_TRUE(Wrote(c, refused ? -1.0f : 12100000.0f, untouched)) << "change " << change;
     }
 }
 
