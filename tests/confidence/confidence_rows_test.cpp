@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <random>
 #include <vector>
@@ -49,8 +50,9 @@ ZoneTotals reference_rows(const ConfidenceConstants& k, int32_t row_num, const f
 
 // Offset 100 with independent band limits, which may cross, and levels mostly
 // near the model, some infinite, NaN or a missing marker; sums from 0 to beyond
-// 2^31. Now and then amplitudes and lines large enough to wrap the 32-bit
-// products, or an infinite weight scale (weights NaN and 1).
+// 2^31, taken unsigned, with weight scales from 1/3 down to 2^-37. Now and then
+// amplitudes and lines large enough to wrap the 32-bit products, or an infinite
+// weight scale (weights NaN and 1).
 TEST(ConfidenceRows, EveryBackendFollowsTheRowByRowRulesForEveryRowCount) {
     std::mt19937 rng(20240611);
     std::uniform_real_distribution<float> u(-1.0f, 1.0f);
@@ -63,7 +65,7 @@ TEST(ConfidenceRows, EveryBackendFollowsTheRowByRowRulesForEveryRowCount) {
                 {n(368640), n(368640), n(368640)}, {n(92160) - 46080, n(92160) - 46080, n(92160) - 46080},
                 {n(amp), n(amp) - 4096, n(amp) - 4096}, 102400, 12.0f * u(rng),
                 100.0f - 12.0f * u(rng), 100.0f - 3.0f * u(rng), 100.0f + 3.0f * u(rng), 100.0f + 12.0f * u(rng),
-                n(8) == 0 ? __builtin_inff() : 1.0f / 2100.0f, wild ? 20000 : 8 + n(8), n(400) - 200};
+                n(8) == 0 ? __builtin_inff() : std::ldexp(1.0f / 3.0f, -n(36)), wild ? 20000 : 8 + n(8), n(400) - 200};
             std::vector<float> level(24 * static_cast<size_t>(std::max(row_num, 1)));
             std::vector<uint32_t> sum(level.size());
             for (size_t i = 0; i < level.size(); ++i) {

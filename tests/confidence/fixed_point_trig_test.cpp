@@ -47,13 +47,13 @@ TEST(CosToSin, TakesTheRootInDoubleAndTheSignFromTheHalfTurnOfTheAngle) {
 
 TEST(FlkFunc, NegatesThePairedProductsInTheirOrderWithoutFusing) {
     const auto d = std::make_unique<kevra_test::Probe>();
-    const float tiny = 0x1p-24f, a = 1.0f + 0x1p-12f;
+    const float tiny = 0x1p-24f, a = 1.0f + 0x1p-12f, b = 1.0f + 0x1p-11f;
     const struct { float p[6], want; } cases[] = {
         {{1, 2, 3, 4, 5, 6}, -32.0f}, {{0, 0, 0, 0, 0, 0}, -0.0f},
         // -(p4 p1) - p0 p3 rounds to -1 before p2 p5 is taken off.
         {{1, 1, 1, tiny, 1, tiny}, -1.0f},
-        // p4 p1 = 1 + 2^-11 + 2^-24 rounds and cancels p0 p3; fused, -2^-24 would remain.
-        {{1, a, 0, -(1.0f + 0x1p-11f), a, 0}, 0.0f},
+        // a^2 = 1 + 2^-11 + 2^-24 rounds to b and cancels the rest; fused, -2^-24 would remain.
+        {{1, a, 0, -b, a, 0}, 0.0f}, {{a, 1, 0, a, -b, 0}, 0.0f}, {{0, 1, a, 0, -b, a}, 0.0f},
     };
     for (const auto& c : cases)
         EXPECT_TRUE(SameBits(c.want, d->flk_func(c.p[0], c.p[1], c.p[2], c.p[3], c.p[4], c.p[5]))) << c.p[3];
