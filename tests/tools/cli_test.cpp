@@ -31,6 +31,7 @@ TEST(DetectCommand, JsonReportReadsBackToTheSameReportAndOnePictureHasFourPanels
         if (!capture.empty()) args.push_back(capture);
         const auto run = run_cli(args);
         ASSERT_EQ(run.status, 0) << run.err;
+        EXPECT_EQ(run.err, "");
         const Json json = Json::parse(run.out);
         const kevra_tool::DetectionReport report = kevra_tool::report_from_json(json, "report");
         EXPECT_EQ(kevra_tool::report_to_json(report).dump(), json.dump());
@@ -50,16 +51,16 @@ TEST(DetectCommand, BatchReportsEveryBadFileGoesOnAndFailsAtTheEnd) {
     ASSERT_EQ(run_cli({"synth", "--rows", "16", "--mains", "60", "-o", dir.file("c.json")}).status, 0);
     dir.write("b.json", "{\"parameter\": ");
     const auto run = run_cli({"detect", "--json", "--plot", dir.file("p.svg"), dir.file("a.json"), dir.file("b.json"),
-                              dir.file("missing.json"), dir.file("c.json")});
+                              dir.file("missing.json"), dir.file(""), dir.file("c.json")});
     EXPECT_EQ(run.status, 1);
     std::istringstream lines(run.out);
     std::vector<std::string> captures;
     for (std::string line; std::getline(lines, line);) captures.push_back(Json::parse(line)["capture"]);
     EXPECT_EQ(captures, (std::vector<std::string>{dir.file("a.json"), dir.file("c.json")}));
-    EXPECT_EQ(dir.entries(), (std::set<std::string>{"a.json", "b.json", "c.json", "p-0001.svg", "p-0004.svg"}));
-    for (const std::string& message : {"kevra: " + dir.file("b.json") + ": not valid JSON",
-                                       "kevra: " + dir.file("missing.json") + ": cannot read",
-                                       std::string("kevra: 2 of 4 captures failed")})
+    EXPECT_EQ(dir.entries(), (std::set<std::string>{"a.json", "b.json", "c.json", "p-0001.svg", "p-0005.svg"}));
+    for (const std::string& message :
+         {"kevra: " + dir.file("b.json") + ": not valid JSON", "kevra: " + dir.file("missing.json") + ": cannot read",
+          "kevra: " + dir.file("") + ": cannot read", std::string("kevra: 3 of 5 captures failed")})
         EXPECT_EQ(occurrences(run.err, message), 1u) << run.err;
     EXPECT_EQ(occurrences(run.err, "[1/"), 0u);  // progress only when asked
     const auto text = run_cli({"detect", dir.file("a.json"), dir.file("c.json")}, true);
@@ -84,8 +85,8 @@ TEST(SynthCommand, BadOptionsAndUnwritableOutputsLeaveNoFile) {
         {{"synth", "-o", out, "--line-time", "0"}, "--line-time: expected a time > 0 us"},
         {{"synth", "-o", out, "--exposure", "-1"}, "--exposure: expected a time >= 0 us"},
         {{"synth", "-o", out, "--empty-zones", "6"}, "--empty-zones: expected zone numbers 0..5"},
-        {{"synth", "-o", out, "--noise", "-1"}, "--noise: expected a value >= 0"},
-        // 33 x 512 pixels of 10 bits do not fit 24 bits.
+        {{"synth", "-o", out, "--noise", "nan"}, "--noise: expected a value >= 0"},
+        // 33 x 512 pixels of 10 bits do not fit 24 bits; 32 x 512 do (below).
         {{"synth", "-o", out, "--lines-per-row", "65", "--zone-width", "1024"},
          "--zone-width: a zone sum could reach 17284608, beyond 24 bits"},
         {{"synth", "-o", lost}, lost + ": cannot write"},
@@ -99,6 +100,7 @@ TEST(SynthCommand, BadOptionsAndUnwritableOutputsLeaveNoFile) {
         EXPECT_EQ(occurrences(run.err, c.message), 1u) << run.err;
         EXPECT_EQ(dir.entries(), std::set<std::string>{"taken.json"}) << run.err;
     }
+    EXPECT_EQ(run_cli({"synth", "-o", out, "--rows", "1", "--lines-per-row", "64", "--zone-width", "1024"}).status, 0);
     EXPECT_NE(run_cli({"synth"}).status, 0);  // -o is required
     EXPECT_NE(run_cli({"frobnicate"}).status, 0);
 }
