@@ -1,6 +1,7 @@
 // ConfidenceIndex on arbitrary records and rows: a refusal writes nothing, an
-// accepted call writes only the output and (when enabled) the debug record,
-// keeps their invariants, and gives the same index with or without debug figures.
+// accepted call writes all of the output and (when enabled) of the debug
+// record and nothing else, keeps their invariants, and gives the same index
+// with or without debug figures.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -108,7 +109,19 @@ void confidence_index_target(const uint8_t* data, size_t size) {
         FUZZ_CHECK(same_bits(&c.debug, &debug, sizeof debug));
     }
 
+    // Every output byte is written: calls whose output (and enabled debug
+    // fields) start from other bytes end with the same ones, also without a
+    // debug record.
+    Call other(data, size);
+    invert_bytes(&other.output, sizeof other.output);
+    if (c.present(kDebug) && debug.enable != 0) {
+        invert_bytes(&other.debug.valid, sizeof debug - offsetof(kevra_confidence_idx_debug_output, valid));
+    }
+    FUZZ_CHECK(other.call(*detector, true) == KEVRA_STATUS_OK);
+    FUZZ_CHECK(same_bits(&other.output, &c.output, sizeof output));
+    FUZZ_CHECK(same_bits(&other.debug, &c.debug, sizeof debug));
     Call quiet(data, size);
+    invert_bytes(&quiet.output, sizeof quiet.output);
     FUZZ_CHECK(quiet.call(*detector, false) == KEVRA_STATUS_OK);
     FUZZ_CHECK(same_bits(&quiet.output, &c.output, sizeof output));
 }

@@ -102,6 +102,10 @@ inline uint32_t float_bits(float x) {
 
 inline bool same_bits(const void* a, const void* b, size_t n) { return std::memcmp(a, b, n) == 0; }
 
+inline void invert_bytes(void* p, size_t n) {
+    for (size_t i = 0; i < n; ++i) static_cast<unsigned char*>(p)[i] ^= 0xFF;
+}
+
 }  // namespace kevra_fuzz
 
 #define FUZZ_CHECK(cond) ((cond) ? void(0) : ::kevra_fuzz::fail(#cond, __FILE__, __LINE__))

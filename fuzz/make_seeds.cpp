@@ -50,13 +50,31 @@ void write(const std::string& target, const std::string& name, const Bytes& b) {
 
 constexpr uint8_t kNone = 0xFF;
 
+constexpr unsigned char kCanary = 0xA5;
+
+template <class T>
+void fill(T& field) {
+    std::memset(&field, kCanary, sizeof field);
+}
+
+// The outputs and spans the library does not own hold canary bytes, so that a
+// refused or an accepted run that writes where it should not shows.
 Bytes kevr_main_input(const FlickerRun& r, uint8_t null_pick, uint8_t row_mode, int32_t row_num) {
     kevra_parameter param = r.param;
     param.start_time = nullptr;
     param.row_num = row_num;
+    fill(param.reserved_0x24);
+    fill(param.fit_iterations);
+    kevra_config config = r.config;
+    fill(config.reserved_0x00);
+    fill(config.reserved_0x0c);
+    fill(config.reserved_0x98);
+    fill(config.reserved_0x330);
+    kevra_fitting_result result;
+    fill(result);
     const size_t words = row_num > 0 && row_num <= 256 ? 24 * static_cast<size_t>(row_num) : 0;
     Bytes b;
-    b.put(null_pick).put(row_mode).put(param).put(r.config).put(kevra_fitting_result{}).put(r.start_time);
+    b.put(null_pick).put(row_mode).put(param).put(config).put(result).put(r.start_time);
     if (words != 0) b.put(r.sum_stream[0], words).put(r.count_stream[0], words);
     return b;
 }
@@ -115,8 +133,11 @@ struct ConfidenceCall {
         r.stat_level = nullptr;
         r.stat_sum = nullptr;
         r.stat_count = nullptr;
+        kevra_confidence_idx_debug_output d;
+        fill(d);
+        d.enable = debug.enable;
         Bytes b;
-        b.put(null_pick).put(input).put(r).put(debug);
+        b.put(null_pick).put(input).put(r).put(d);
         for (size_t row = 0; row * 24 < level.size(); ++row) b.put(level[24 * row], 24).put(sum[24 * row], 24);
         return b;
     }
