@@ -68,6 +68,7 @@ public:
     const T* data() const { return data_.get(); }
     size_t size() const { return size_; }
     T& operator[](size_t i) { return data_[i]; }
+    const T& operator[](size_t i) const { return data_[i]; }
     void fill_bytes(unsigned char b) { std::memset(data_.get(), b, size_ * sizeof(T)); }
 
 private:

@@ -17,12 +17,12 @@ namespace kevra_fuzz {
 
 namespace {
 
-enum Pointer { kParam, kStat, kConfig, kResult, kStartTime, kSumStream, kCountStream, kStatSum, kStatCount, kStatLevel };
+enum Pointer {
+    kParam, kStat, kConfig, kResult, kStartTime, kSumStream, kCountStream, kStatSum, kStatCount, kStatLevel
+};
 
-// 0xA5A5A5A5 is no 24-bit value; as a level it is a signalling NaN, which no
-// arithmetic produces, so an entry still holding it was not written.
+// Preset in every output buffer; a refusal must leave it.
 constexpr unsigned char kCanary = 0xA5;
-constexpr uint32_t kCanaryWord = 0xA5A5A5A5u;
 
 // The records and buffers of one call, built from the fuzzer's bytes. Buffers
 // hold exactly row_num x 24 entries (none for a row_num outside 0..256).
@@ -156,11 +156,7 @@ void check_outputs(const Run& r) {
     FUZZ_CHECK(r.result.flicker_detected <= 1);
     const int64_t most = std::max<int64_t>(0, int64_t{r.config.max_iterations} + 1);
     for (int32_t n : r.param.fit_iterations) FUZZ_CHECK(n >= 0 && n <= most);
-    for (size_t i = 0; i < r.words; ++i) {
-        FUZZ_CHECK(r.stat_sum.data()[i] <= 0x00FFFFFFu);
-        FUZZ_CHECK(r.stat_count.data()[i] <= 0x00FFFFFFu);
-        FUZZ_CHECK(float_bits(r.stat_level.data()[i]) != kCanaryWord);
-    }
+    for (size_t i = 0; i < r.words; ++i) FUZZ_CHECK((r.stat_sum[i] | r.stat_count[i]) <= 0x00FFFFFFu);
 }
 
 }  // namespace

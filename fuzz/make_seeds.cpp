@@ -213,7 +213,9 @@ void solver_seeds() {
         const char* name;
         const Matrix& m;
     } inverses[] = {{"inverse-identity", identity}, {"inverse-row-exchange", exchange}, {"inverse-zero", zero}};
-    for (const auto& c : inverses) write("solver", c.name, Bytes().put(uint8_t{0}).put(int32_t{7}).put(c.m).put(scratch));
+    for (const auto& c : inverses) {
+        write("solver", c.name, Bytes().put(uint8_t{0}).put(int32_t{7}).put(c.m).put(scratch));
+    }
 
     // The design rows of the last iteration of a real fit.
     auto run = std::make_unique<FlickerRun>(256, 50, 0.05, 8);
@@ -262,7 +264,9 @@ void numeric_seeds() {
     config.weight_exponent_x10 = 10;
     const uint32_t counts[6] = {4000000, 3000000, 0, 5000000, 4000000, 1000};
     const uint32_t runs[6] = {3, 30, 60, 0, 256, 100};
-    write(t, "weight-compute", Bytes().put(uint8_t{9}).put(config).put(uint16_t{256}).put(counts).put(runs).put(uint8_t{200}));
+    Bytes weights;
+    weights.put(uint8_t{9}).put(config).put(uint16_t{256}).put(counts).put(runs).put(uint8_t{200});
+    write(t, "weight-compute", weights);
 }
 
 }  // namespace

@@ -74,7 +74,9 @@ TEST(Concurrency, DetectorsOnSeveralThreadsMatchSequentialRuns) {
         });
     }
     for (std::thread& th : threads) th.join();
-    for (int t = 0; t < kThreads; ++t) EXPECT_TRUE(mismatches[t].empty()) << "thread " << t << ", first job " << mismatches[t].front();
+    for (int t = 0; t < kThreads; ++t) {
+        EXPECT_TRUE(mismatches[t].empty()) << "thread " << t << ", first job " << mismatches[t].front();
+    }
 }
 
 }  // namespace
