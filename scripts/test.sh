@@ -20,6 +20,7 @@ configure() {
 
 summary=()
 for suite in "${suites[@]}"; do
+    begun=$(date +%s)
     build_args=()
     ctest_args=()
     case $suite in
@@ -28,9 +29,8 @@ for suite in "${suites[@]}"; do
                       -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/aarch64-linux-gnu.cmake" ;;
         sanitize) configure sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEVRA_SANITIZE=ON ;;
         fuzz)
-            start=$(date +%s)
             scripts/fuzz.sh "$fuzz_seconds"
-            summary+=("fuzz: every target clean for $fuzz_seconds s in $(( $(date +%s) - start )) s, build included")
+            summary+=("fuzz: every target clean for $fuzz_seconds s, $(( $(date +%s) - begun )) s with the build")
             continue ;;
         tsan)     configure tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEVRA_SANITIZE=OFF -DKEVRA_BUILD_TOOLS=OFF \
                       -DCMAKE_CXX_FLAGS=-fsanitize=thread
@@ -43,7 +43,8 @@ for suite in "${suites[@]}"; do
     echo "== $suite: testing" >&2
     start=$(date +%s)
     (cd "build/$suite" && ctest --output-on-failure -j "$jobs" --timeout 600 "${ctest_args[@]}") | tee "build/$suite/ctest.log"
-    summary+=("$suite: $(grep -E 'tests passed' "build/$suite/ctest.log" | tail -n 1) in $(( $(date +%s) - start )) s")
+    summary+=("$suite: $(grep -E 'tests passed' "build/$suite/ctest.log" | tail -n 1) in $(( $(date +%s) - start )) s,\
+ configure and build $(( start - begun )) s")
 done
 
 echo
