@@ -128,19 +128,9 @@ struct Run {
 // and frame_ratio filled with 0xFF bytes (NaN, -1 or the largest count).
 std::unique_ptr<kevra_test::Probe> spoiled_detector() {
     auto d = std::make_unique<kevra_test::Probe>();
-    const auto spoil = [](auto& member) { std::memset(&member, 0xFF, sizeof member); };
-    spoil(d->stat_high);
-    spoil(d->zone_level);
-    spoil(d->sample_keep);
-    spoil(d->local_flicker_count);
-    spoil(d->zone_weight);
-    spoil(d->zone_weight_base);
-    spoil(d->zone_high_class);
-    spoil(d->zone_flicker_class);
-    spoil(d->row_level);
-    spoil(d->design);
-    spoil(d->fit_delta);
-    spoil(d->frame_ratio);
+    const auto spoil = [](auto&... members) { (std::memset(&members, 0xFF, sizeof members), ...); };
+    spoil(d->stat_high, d->zone_level, d->sample_keep, d->local_flicker_count, d->zone_weight, d->zone_weight_base,
+          d->zone_high_class, d->zone_flicker_class, d->row_level, d->design, d->fit_delta, d->frame_ratio);
     return d;
 }
 
