@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "preprocess/channel_samples.h"
+#include "preprocess/row_channels.h"
 #include "preprocess/no_data_markers.h"
 #include "simd/vec4.h"
 
@@ -17,6 +17,66 @@ enum class WeightMode {
     computed,  // the same, but a sample without keep flag weighs 0
 };
 
+// One row in mode M, from its sums and counts as floats (channels in lanes):
+// the caller's per-sample levels into stat_level_row[24] and the four channels'
+// row levels into row_level_row[4]. keep is read in the computed mode only.
+template <class V, WeightMode M>
+inline void form_one_row(const typename V::F (&sum)[6], const typename V::F (&count)[6],
+                         const typename V::U (&keep)[6], const typename V::F (&zone_weights)[6],
+                         typename V::F ratio, float* stat_level_row, float* row_level_row) {
+    using F = typename V::F;
+    using U = typename V::U;
+    const F zero = V::dup(0.0f), one = V::dup(1.0f);
+    const F no_level = V::dup(kNoStatLevel), no_row_level = V::dup(kNoRowLevel);
+    U levels[6];
+    F numerator = zero, denominator = zero;  // zone order, from 0.0
+    for (int z = 0; z < 6; ++z) {
+        const U has_data = V::bit_not(V::cmp_eq(count[z], zero));
+        const F quotient = V::div(sum[z], count[z]);
+        if (M == WeightMode::plain) {
+            levels[z] = V::as_u(V::select(has_data, V::mul(quotient, ratio), no_level));
+            numerator = V::add(numerator, sum[z]);
+            denominator = V::add(denominator, count[z]);
+        } else {
+            const F q = V::select(V::bit_and(has_data, V::cmp_gt(quotient, zero)), quotient, one);
+            levels[z] = V::as_u(V::select(has_data, V::mul(q, ratio), no_level));
+            const F weight = M == WeightMode::computed ? V::select(keep[z], zone_weights[z], zero) : zone_weights[z];
+            numerator = V::add(numerator, V::mul(q, weight));
+            denominator = V::add(denominator, weight);
+        }
+    }
+    store_row_channels<V>(reinterpret_cast<uint32_t*>(stat_level_row), levels);
+    const F level = V::div(V::mul(ratio, numerator), denominator);
+    V::store(row_level_row, V::select(V::cmp_eq(denominator, zero), no_row_level, level));
+}
+
+namespace row_levels_detail {
+
+template <class V, WeightMode M>
+inline void form_row_levels_in(const uint32_t* stat_sum, const uint32_t* stat_count,
+                               const int32_t (*sample_keep)[24], int row_num, float frame_ratio,
+                               const float* zone_weight, float* stat_level, float (*row_level)[4]) {
+    using F = typename V::F;
+    using U = typename V::U;
+    F zone_weights[6];
+    for (int z = 0; z < 6; ++z) zone_weights[z] = V::dup(M == WeightMode::plain ? 0.0f : zone_weight[z]);
+    for (int row = 0; row < row_num; ++row) {
+        U sums[6], counts[6], keep[6];
+        load_row_channels<V>(stat_sum + 24 * row, sums);
+        load_row_channels<V>(stat_count + 24 * row, counts);
+        if (M == WeightMode::computed) load_row_channels<V>(reinterpret_cast<const uint32_t*>(sample_keep[row]), keep);
+        F sum[6], count[6];
+        for (int z = 0; z < 6; ++z) {
+            sum[z] = V::to_float(sums[z]);
+            count[z] = V::to_float(counts[z]);
+        }
+        form_one_row<V, M>(sum, count, keep, zone_weights, V::dup(frame_ratio), stat_level + 24 * row,
+                           row_level[row]);
+    }
+}
+
+}  // namespace row_levels_detail
+
 // For rows 0..row_num-1 and each channel c, with q = sum / count where that is above
 // 0 and 1.0 otherwise (no data included):
 //   stat_level[row][6c + z] = (plain: sum / count, weighted: q) * frame_ratio,
@@ -25,46 +85,25 @@ enum class WeightMode {
 //                             kNoRowLevel when the latter is 0; numerator and
 //                             denominator per sample are (sum, count) in the plain
 //                             mode and (q * W, W) with the sample's weight W otherwise.
-// Both six-term sums run in zone order.
+// Both six-term sums run in zone order; one row at a time, the four channels in lanes.
 template <class V>
 void form_row_levels(const uint32_t* stat_sum, const uint32_t* stat_count, const int32_t (*sample_keep)[24],
                      int row_num, float frame_ratio, WeightMode mode, const float* zone_weight,
                      float* stat_level, float (*row_level)[4]) {
-    using F = typename V::F;
-    using U = typename V::U;
-    const F ratio = V::dup(frame_ratio), zero = V::dup(0.0f), one = V::dup(1.0f);
-    const F no_level = V::dup(kNoStatLevel);
-    const U no_count = V::dup(0u);
-    // The mode as lane masks: every mode runs the same arithmetic and selects.
-    const U weighted = V::dup(mode == WeightMode::plain ? 0u : ~0u);
-    const U keep_ignored = V::dup(mode == WeightMode::computed ? 0u : ~0u);
-    // The plain mode neither needs nor reads the weights.
-    const Six<F> zone_weights = mode == WeightMode::plain ? Six<F>{zero, zero} : load_six<V>(zone_weight);
-    for (int row = 0; row < row_num; ++row) {
-        for (int c = 0; c < 4; ++c) {
-            const int w = 24 * row + 6 * c;
-            const Six<U> counts = load_six<V>(stat_count + w);
-            const Six<U> has_data = each_group([&](U n) { return V::bit_not(V::cmp_eq(n, no_count)); }, counts);
-            const Six<F> sums = each_group([](U s) { return V::to_float(s); }, load_six<V>(stat_sum + w));
-            const Six<F> fcounts = each_group([](U n) { return V::to_float(n); }, counts);
-            const Six<F> quotient = each_group([](F s, F n) { return V::div(s, n); }, sums, fcounts);
-            const Six<F> q = each_group(
-                [&](U h, F x) { return V::select(V::bit_and(h, V::cmp_gt(x, zero)), x, one); }, has_data, quotient);
-            const Six<F> weight = each_group(
-                [&](typename V::I k, F wz) { return V::select(V::bit_or(V::as_u(k), keep_ignored), wz, zero); },
-                load_six<V>(sample_keep[row] + 6 * c), zone_weights);
-
-            const Six<F> level = each_group([&](F x, F qq) { return V::select(weighted, qq, x); }, quotient, q);
-            store_six<V>(stat_level + w,
-                         each_group([&](U h, F l) { return V::select(h, V::mul(l, ratio), no_level); }, has_data, level));
-
-            const Six<F> numerator =
-                each_group([&](F s, F qq, F wt) { return V::select(weighted, V::mul(qq, wt), s); }, sums, q, weight);
-            const Six<F> denominator =
-                each_group([&](F n, F wt) { return V::select(weighted, wt, n); }, fcounts, weight);
-            const float num = zone_order_sum<V>(numerator), den = zone_order_sum<V>(denominator);
-            row_level[row][c] = den == 0.0f ? kNoRowLevel : (frame_ratio * num) / den;
-        }
+    using namespace row_levels_detail;
+    switch (mode) {
+        case WeightMode::plain:
+            form_row_levels_in<V, WeightMode::plain>(stat_sum, stat_count, sample_keep, row_num, frame_ratio,
+                                                     zone_weight, stat_level, row_level);
+            break;
+        case WeightMode::fixed:
+            form_row_levels_in<V, WeightMode::fixed>(stat_sum, stat_count, sample_keep, row_num, frame_ratio,
+                                                     zone_weight, stat_level, row_level);
+            break;
+        case WeightMode::computed:
+            form_row_levels_in<V, WeightMode::computed>(stat_sum, stat_count, sample_keep, row_num, frame_ratio,
+                                                        zone_weight, stat_level, row_level);
+            break;
     }
 }
 

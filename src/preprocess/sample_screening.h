@@ -5,25 +5,12 @@
 
 #include <cstdint>
 
-#include "preprocess/channel_samples.h"
 #include "preprocess/no_data_markers.h"
+#include "preprocess/row_channels.h"
+#include "preprocess/row_levels.h"
 #include "simd/vec4.h"
 
 namespace kevra {
-
-// Valid lanes (all ones) counted over both groups; lanes 2 and 3 of hi are never valid.
-template <class V>
-uint32_t valid_lane_count(const Six<typename V::U>& valid) {
-    const typename V::U ones = V::add(V::shr(valid.lo, 31), V::shr(valid.hi, 31));
-    return V::get(ones, 0) + V::get(ones, 1) + V::get(ones, 2) + V::get(ones, 3);
-}
-
-// The largest lane of both groups, NaN-propagating.
-template <class V>
-float largest_lane(const Six<typename V::F>& x) {
-    const typename V::F m = V::max(x.lo, x.hi);
-    return simd::max_nan(simd::max_nan(V::get(m, 0), V::get(m, 1)), simd::max_nan(V::get(m, 2), V::get(m, 3)));
-}
 
 // For rows 0..row_num-1 and each channel's six samples (stat_sum, stat_count: row_num x 24):
 //   level = (sum * frame_ratio) / count, kNoSampleLevel where count is 0; valid above it;
@@ -31,46 +18,61 @@ float largest_lane(const Six<typename V::F>& x) {
 //           exceeds outlier_limit, every sample at that deviation is dropped.
 // Writes sample_keep[row], zone_level[z][row] = channel 1's level of zone z, and
 // count_sum[z] = the wrapping sum of channel 1's counts of zone z (zeros for no rows).
-template <class V>
+// With PlainLevels, also the plain mode's stat_level and row_level (as
+// form_row_levels), which need nothing the steps between the two sweeps compute.
+// One row at a time, the four channels in lanes.
+template <class V, bool PlainLevels = false>
 void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int row_num, float frame_ratio,
                     float outlier_limit, int32_t (*sample_keep)[24], float (*zone_level)[256],
-                    uint32_t* count_sum) {
+                    uint32_t* count_sum, float* stat_level = nullptr, float (*row_level)[4] = nullptr) {
     using F = typename V::F;
     using U = typename V::U;
+    using I = typename V::I;
     const F ratio = V::dup(frame_ratio), missing = V::dup(kNoSampleLevel), zero = V::dup(0.0f);
-    const U no_count = V::dup(0u);
-    Six<U> channel1_counts{V::dup(0u), V::dup(0u)};
+    const F limit = V::dup(outlier_limit);
     for (int row = 0; row < row_num; ++row) {
-        for (int c = 0; c < 4; ++c) {
-            const int w = 24 * row + 6 * c;
-            const Six<U> counts = load_six<V>(stat_count + w);
-            const Six<F> level = each_group(
-                [&](U s, U n) {
-                    const F quotient = V::div(V::mul(V::to_float(s), ratio), V::to_float(n));
-                    return V::select(V::cmp_eq(n, no_count), missing, quotient);
-                },
-                load_six<V>(stat_sum + w), counts);
-            const Six<U> valid = each_group([&](F l) { return V::cmp_gt(l, missing); }, level);
-
-            // Adding 0.0 for an invalid sample leaves the index-order sum as it is.
-            const Six<F> summands = each_group([&](U v, F l) { return V::select(v, l, zero); }, valid, level);
-            const F mean = V::dup(zone_order_sum<V>(summands) / static_cast<float>(valid_lane_count<V>(valid)));
-            const Six<F> dev =
-                each_group([&](U v, F l) { return V::select(v, V::abs(V::sub(l, mean)), zero); }, valid, level);
-            const float largest = largest_lane<V>(dev);
-            const F top = V::dup(largest);
-            const U keep_all = V::dup(largest > outlier_limit ? 0u : ~0u);
-            const Six<U> keep = each_group(
-                [&](U v, F d) { return V::bit_and(v, V::bit_or(V::cmp_lt(d, top), keep_all)); }, valid, dev);
-            store_six<V>(sample_keep[row] + 6 * c, each_group([](U k) { return V::as_i(k); }, keep));
-
-            if (c == 1) {
-                for (int z = 0; z < 6; ++z) zone_level[z][row] = zone_lane<V>(level, z);
-                channel1_counts = each_group([](U a, U b) { return V::add(a, b); }, channel1_counts, counts);
-            }
+        U sums[6], counts[6];
+        load_row_channels<V>(stat_sum + 24 * row, sums);
+        load_row_channels<V>(stat_count + 24 * row, counts);
+        F sum[6], count[6], level[6];
+        U valid[6];
+        F total = zero;  // the valid levels, added in zone order from 0.0
+        I n = V::dup(int32_t{0});
+        for (int z = 0; z < 6; ++z) {
+            sum[z] = V::to_float(sums[z]);
+            count[z] = V::to_float(counts[z]);
+            const F quotient = V::div(V::mul(sum[z], ratio), count[z]);
+            level[z] = V::select(V::cmp_eq(count[z], zero), missing, quotient);
+            valid[z] = V::cmp_gt(level[z], missing);
+            total = V::add(total, V::select(valid[z], level[z], zero));
+            n = V::sub(n, V::as_i(valid[z]));
+            zone_level[z][row] = V::get(level[z], 1);
+        }
+        const F mean = V::div(total, V::to_float(n));
+        F dev[6];
+        F largest = zero;
+        for (int z = 0; z < 6; ++z) {
+            dev[z] = V::select(valid[z], V::abs(V::sub(level[z], mean)), zero);
+            largest = V::max(largest, dev[z]);
+        }
+        const U keep_all = V::bit_not(V::cmp_gt(largest, limit));
+        U keep[6];
+        for (int z = 0; z < 6; ++z) keep[z] = V::bit_and(valid[z], V::bit_or(V::cmp_lt(dev[z], largest), keep_all));
+        store_row_channels<V>(reinterpret_cast<uint32_t*>(sample_keep[row]), keep);
+        if (PlainLevels) {
+            const F no_weights[6] = {zero, zero, zero, zero, zero, zero};
+            form_one_row<V, WeightMode::plain>(sum, count, keep, no_weights, ratio, stat_level + 24 * row,
+                                               row_level[row]);
         }
     }
-    store_six<V>(count_sum, channel1_counts);
+    // Channel 1's counts: words 6..9 and 10..11 of each row.
+    U totals[2] = {V::dup(0u), V::dup(0u)};
+    for (int row = 0; row < row_num; ++row) {
+        totals[0] = V::add(totals[0], V::load(stat_count + 24 * row + 6));
+        totals[1] = V::add(totals[1], V::load2(stat_count + 24 * row + 10));
+    }
+    V::store(count_sum, totals[0]);
+    V::store2(count_sum + 4, totals[1]);
 }
 
 }  // namespace kevra

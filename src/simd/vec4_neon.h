@@ -124,6 +124,40 @@ struct Neon {
         r2 = vreinterpretq_u32_u64(vtrn2q_u64(a0, a2));
         r3 = vreinterpretq_u32_u64(vtrn2q_u64(a1, a3));
     }
+
+    // Sixteen words, transposed on the way in: lane j of r_k is p[4j + k].
+    static void load_transposed(const uint32_t* p, U& r0, U& r1, U& r2, U& r3) {
+        const uint32x4x4_t t = vld4q_u32(p);
+        r0 = t.val[0];
+        r1 = t.val[1];
+        r2 = t.val[2];
+        r3 = t.val[3];
+    }
+
+    // Twelve words split three ways on the way in and joined on the way out:
+    // lane j of a, b, c is p[3j], p[3j + 1], p[3j + 2].
+    static void load_deinterleave3(const uint32_t* p, U& a, U& b, U& c) {
+        const uint32x4x3_t t = vld3q_u32(p);
+        a = t.val[0];
+        b = t.val[1];
+        c = t.val[2];
+    }
+    static void store_interleave3(uint32_t* p, U a, U b, U c) { vst3q_u32(p, uint32x4x3_t{{a, b, c}}); }
+    // Even lanes of a:b (a0, a2, b0, b2) and odd lanes (a1, a3, b1, b3).
+    static U unzip_low(U a, U b) { return vuzp1q_u32(a, b); }
+    static U unzip_high(U a, U b) { return vuzp2q_u32(a, b); }
+
+    // Whether any bit of any lane is set.
+    static bool any(U a) { return vmaxvq_u32(a) != 0; }
+
+    // One instruction for sixteen consecutive floats.
+    static void load_x4(const float* p, F (&out)[4]) {
+        const float32x4x4_t t = vld1q_f32_x4(p);
+        out[0] = t.val[0];
+        out[1] = t.val[1];
+        out[2] = t.val[2];
+        out[3] = t.val[3];
+    }
 };
 
 }  // namespace simd

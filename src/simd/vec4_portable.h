@@ -186,6 +186,43 @@ struct Portable {
         r3 = U{{a.v[3], b.v[3], c.v[3], d.v[3]}};
     }
 
+    // Sixteen words, transposed on the way in: lane j of r_k is p[4j + k].
+    static void load_transposed(const uint32_t* p, U& r0, U& r1, U& r2, U& r3) {
+        r0 = load(p);
+        r1 = load(p + 4);
+        r2 = load(p + 8);
+        r3 = load(p + 12);
+        transpose(r0, r1, r2, r3);
+    }
+
+    // Twelve words split three ways on the way in and joined on the way out:
+    // lane j of a, b, c is p[3j], p[3j + 1], p[3j + 2].
+    static void load_deinterleave3(const uint32_t* p, U& a, U& b, U& c) {
+        for (int j = 0; j < 4; ++j) {
+            a.v[j] = p[3 * j];
+            b.v[j] = p[3 * j + 1];
+            c.v[j] = p[3 * j + 2];
+        }
+    }
+    static void store_interleave3(uint32_t* p, U a, U b, U c) {
+        for (int j = 0; j < 4; ++j) {
+            p[3 * j] = a.v[j];
+            p[3 * j + 1] = b.v[j];
+            p[3 * j + 2] = c.v[j];
+        }
+    }
+    // Even lanes of a:b (a0, a2, b0, b2) and odd lanes (a1, a3, b1, b3).
+    static U unzip_low(U a, U b) { return U{{a.v[0], a.v[2], b.v[0], b.v[2]}}; }
+    static U unzip_high(U a, U b) { return U{{a.v[1], a.v[3], b.v[1], b.v[3]}}; }
+
+    // Whether any bit of any lane is set.
+    static bool any(U a) { return (a.v[0] | a.v[1] | a.v[2] | a.v[3]) != 0; }
+
+    // Sixteen consecutive floats: out[q] = p[4q .. 4q+3].
+    static void load_x4(const float* p, F (&out)[4]) {
+        for (int q = 0; q < 4; ++q) out[q] = load(p + 4 * q);
+    }
+
 private:
     template <class Op>
     static F map(F a, F b, Op op) {

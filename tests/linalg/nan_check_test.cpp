@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
+#include <random>
 #include <vector>
 
+#include "linalg/nan_check.h"
+#include "support/backends.h"
 #include "support/bits.h"
 #include "support/probe.h"
 
@@ -44,6 +48,62 @@ TEST(NanCheck, BothShapesRepairTheirColumnsAlike) {
             EXPECT_SAME_BITS(want, zones[i], 3) << "entry " << i << " of case " << &c - kCases;
             EXPECT_SAME_BITS(want, rows[i], 3) << "entry " << i << " of case " << &c - kCases;
         }
+    }
+}
+
+// The rule entry by entry, one column at a time.
+template <int Width>
+void repair_one_by_one(float (*a)[Width], int length, int columns) {
+    for (int col = 0; col < columns; ++col) {
+        int anchor = 0;
+        for (int i = 0; i < length; ++i) {
+            if (a[i][col] < 0.0f) {
+                a[i][col] = a[anchor][col];
+                continue;
+            }
+            for (int j = anchor + 1; j < i; ++j) {
+                a[j][col] = (a[j][col] * static_cast<float>(i - j) + a[i][col] * static_cast<float>(j - anchor)) /
+                            static_cast<float>(i - anchor);
+            }
+            anchor = i;
+        }
+    }
+}
+
+// Columns of runs of every length, separate or back to back, with the corner
+// values; each backend (four columns per vector) against the rule.
+TEST(NanCheck, VectorKernelsFollowTheRuleOnRandomColumns) {
+    std::mt19937 rng(9);
+    std::uniform_int_distribution<int> kind(0, 9);
+    std::uniform_real_distribution<float> value(0.0f, 100.0f);
+    const float corners[] = {-0.0f, 0.0f, kInf, -kInf, kNaN, -1e-40f};
+    const auto entry = [&] {
+        const int k = kind(rng);
+        return k < 4 ? -1.0f : k < 9 ? value(rng) : corners[rng() % 6];
+    };
+    static float zones[2][40][256];
+    static float rows[2][256][4];
+    for (int trial = 0; trial < 40; ++trial) {
+        const int length = 1 + trial % 40, columns = 1 + (trial * 37) % 256;
+        for (auto& row : zones[0])
+            for (float& x : row) x = entry();
+        for (auto& row : rows[0])
+            for (float& x : row) x = entry();
+        const int row_length = 1 + (trial * 53) % 256, row_columns = 1 + trial % 4;
+        float want_zones[40][256], want_rows[256][4];
+        std::memcpy(want_zones, zones[0], sizeof want_zones);
+        std::memcpy(want_rows, rows[0], sizeof want_rows);
+        repair_one_by_one(want_zones, length, columns);
+        repair_one_by_one(want_rows, row_length, row_columns);
+        kevra_test::for_each_backend([&](auto tag) {
+            using V = typename decltype(tag)::type;
+            std::memcpy(zones[1], zones[0], sizeof zones[1]);
+            std::memcpy(rows[1], rows[0], sizeof rows[1]);
+            kevra::repair_columns<V>(zones[1], length, columns);
+            kevra::repair_columns<V>(rows[1], row_length, row_columns);
+            EXPECT_TRUE(kevra_test::SameBits(&want_zones[0][0], &zones[1][0][0], 40 * 256)) << V::name << " " << trial;
+            EXPECT_TRUE(kevra_test::SameBits(&want_rows[0][0], &rows[1][0][0], 256 * 4)) << V::name << " " << trial;
+        });
     }
 }
 
