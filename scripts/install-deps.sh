@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that building and testing need, when missing:
 # compilers, CMake and Ninja, GoogleTest sources, the aarch64 cross compiler,
-# qemu's user-mode emulator, the tool's JSON and argument-parsing libraries, and
-# pkg-config for the installed-package consumer test.
+# qemu's user-mode emulator, the tool's JSON and argument-parsing libraries,
+# pkg-config for the installed-package consumer test, and clang with its
+# fuzzer and sanitizer runtimes for the fuzz targets.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ googletest g++-aarch64-linux-gnu qemu-user
-          nlohmann-json3-dev libcli11-dev libbenchmark-dev pkgconf)
+          nlohmann-json3-dev libcli11-dev libbenchmark-dev pkgconf clang libclang-rt-dev)
 missing=()
 for p in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

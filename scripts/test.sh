@@ -1,14 +1,17 @@
 #!/usr/bin/env bash
-# Builds and runs every test suite: native x86-64, aarch64 NEON under qemu, and
-# native under AddressSanitizer + UndefinedBehaviorSanitizer.
-# Usage: scripts/test.sh [native|aarch64|sanitize ...]   (default: all three)
+# Builds and runs every test suite: native x86-64, aarch64 NEON under qemu,
+# native under AddressSanitizer + UndefinedBehaviorSanitizer, a short run of
+# every fuzz target (scripts/fuzz.sh), and the concurrency tests under
+# ThreadSanitizer.
+# Usage: scripts/test.sh [native|aarch64|sanitize|fuzz|tsan ...]   (default: all five)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 
 jobs=$(nproc)
 suites=("$@")
-[ ${#suites[@]} -gt 0 ] || suites=(native aarch64 sanitize)
+[ ${#suites[@]} -gt 0 ] || suites=(native aarch64 sanitize fuzz tsan)
+fuzz_seconds=40
 
 configure() {
     local name=$1; shift
@@ -17,19 +20,31 @@ configure() {
 
 summary=()
 for suite in "${suites[@]}"; do
+    begun=$(date +%s)
+    build_args=()
+    ctest_args=()
     case $suite in
         native)   configure native -DCMAKE_BUILD_TYPE=Release ;;
         aarch64)  configure aarch64 -DCMAKE_BUILD_TYPE=Release \
                       -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/aarch64-linux-gnu.cmake" ;;
         sanitize) configure sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEVRA_SANITIZE=ON ;;
+        fuzz)
+            scripts/fuzz.sh "$fuzz_seconds"
+            summary+=("fuzz: every target clean for $fuzz_seconds s, $(( $(date +%s) - begun )) s with the build")
+            continue ;;
+        tsan)     configure tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEVRA_SANITIZE=OFF -DKEVRA_BUILD_TOOLS=OFF \
+                      -DCMAKE_CXX_FLAGS=-fsanitize=thread
+                  build_args=(--target kevra_robustness_tests)
+                  ctest_args=(-R '^Concurrency\.') ;;
         *) echo "unknown suite: $suite" >&2; exit 2 ;;
     esac
     echo "== $suite: building" >&2
-    cmake --build "build/$suite" -j "$jobs"
+    cmake --build "build/$suite" -j "$jobs" "${build_args[@]}"
     echo "== $suite: testing" >&2
     start=$(date +%s)
-    (cd "build/$suite" && ctest --output-on-failure -j "$jobs" --timeout 600) | tee "build/$suite/ctest.log"
-    summary+=("$suite: $(grep -E 'tests passed' "build/$suite/ctest.log" | tail -n 1) in $(( $(date +%s) - start )) s")
+    (cd "build/$suite" && ctest --output-on-failure -j "$jobs" --timeout 600 "${ctest_args[@]}") | tee "build/$suite/ctest.log"
+    summary+=("$suite: $(grep -E 'tests passed' "build/$suite/ctest.log" | tail -n 1) in $(( $(date +%s) - start )) s,\
+ configure and build $(( start - begun )) s")
 done
 
 echo

@@ -1,242 +1,151 @@
-// ConfidenceIndex as a caller sees it: the worked example, the band, the
-// weights, the reductions with their tie and NaN rules, the debug record and
-// the refusals.
+// ConfidenceIndex as a caller sees it, and its per-call constants.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
-#include <cmath>
 #include <cstring>
+#include <memory>
 #include <vector>
 
-#include "confidence/confidence_fixtures.h"
-#include "kevra.h"
+#include "confidence/confidence_constants.h"
 #include "support/bits.h"
+#include "support/probe.h"
 
 namespace {
 
-using kevra_test::bits;
 using kevra_test::from_bits;
 using kevra_test::SameBits;
+using Debug = kevra_confidence_idx_debug_output;
 
-// The worked example with its row 0, levels {90, 91, 95, 101, 102, 87} and
-// sums {1, 2, 4, 1, 1, 1}; further rows hold the missing-sample marker.
+// Before the call: a debug record no call may leave as it is once enabled.
+constexpr Debug kUntouched{1, -1, 9, 9, 9, -1.0f, -1.0f};
+
+// Offset 100, amplitude1 10, margin 2, weight norm 1 x 2 and every angle 0:
+// model 90, band (88, 102). Levels are the missing-sample marker until set;
+// without rows the buffers are null, as nothing may be read. A record that is
+// not passed goes as a null pointer.
 struct Call {
-    kevra_test::Detector detector = kevra_test::make_detector();
-    kevra_confidence_idx_input input{};
+    std::unique_ptr<AppKEVRA> detector = std::make_unique<kevra_test::Probe>();
+    kevra_confidence_idx_input input{{}, {}, 0.0f, 1, 1, 16, 0, 2, 2.0f};
     kevra_fitting_result result{};
-    kevra_confidence_idx_output output{};
-    kevra_confidence_idx_debug_output debug{};
+    kevra_confidence_idx_output output{{-1.0f, -1.0f}};
+    Debug debug = kUntouched;
+    bool passed[4] = {true, true, true, true};  // input, result, output, debug
     std::vector<float> level;
     std::vector<uint32_t> sum;
 
-    explicit Call(int32_t rows = 1) : level(24 * (rows > 0 ? rows : 1), -32767.0f), sum(level.size(), 1) {
-        kevra_test::set_worked_example(&input, &result);
+    explicit Call(int32_t rows) : level(24 * size_t(std::max(rows, 1)), -32768.0f), sum(level.size(), 2) {
         input.row_num = rows;
+        result.offset[1] = 100.0f;
+        result.amplitude1[1] = 10.0f;
         result.flicker_detected = 1;
-        result.stat_level = level.data();
-        result.stat_sum = sum.data();
-        const float x[6] = {90, 91, 95, 101, 102, 87};
-        const uint32_t s[6] = {1, 2, 4, 1, 1, 1};
-        for (int z = 0; z < 6; ++z) set(0, z, x[z], s[z]);
-        std::memset(&debug, 0x5A, sizeof debug);
-        debug.enable = 1;
-        output.confidence_idx[0] = output.confidence_idx[1] = -1.0f;
+        result.stat_level = rows > 0 ? level.data() : nullptr;
+        result.stat_sum = rows > 0 ? sum.data() : nullptr;
     }
-    void set(int32_t row, int zone, float x, uint32_t s) {
-        level[row * 24 + 6 + zone] = x;
-        sum[row * 24 + 6 + zone] = s;
+    void set(int32_t row, int zone, float x, uint32_t s = 2) {
+        level[size_t(row * 24 + 6 + zone)] = x;
+        sum[size_t(row * 24 + 6 + zone)] = s;
     }
-    void clear_row(int32_t row) {
-        for (int z = 0; z < 6; ++z) set(row, z, -32767.0f, 1);
-    }
-    int32_t run() { return detector->ConfidenceIndex(&input, &result, &output, &debug); }
 };
 
-::testing::AssertionResult IndexIs(const Call& c, float want) {
-    const float both[2] = {want, want};
-    return SameBits(both, c.output.confidence_idx, 2);
+// Row 0 of the worked example: e = {0, 1, 25, 30.25, 0, 0}; 102 and 87 lie outside.
+void worked_row(Call& c) {
+    const float x[] = {90, 91, 95, 101, 102, 87};
+    const uint32_t s[] = {1, 2, 4, 1, 1, 1};
+    for (int z = 0; z < 6; ++z) c.set(0, z, x[z], s[z]);
 }
 
-void expect_debug(const Call& c, int32_t peak_row, int32_t peak_zone, int32_t mean_zone, float peak_error,
-                  float mean_error) {
-    const int32_t want_ints[] = {1, peak_row, peak_zone, mean_zone};
-    const int32_t got_ints[] = {c.debug.valid, c.debug.peak_row, c.debug.peak_zone, c.debug.mean_zone};
-    EXPECT_TRUE(SameBits(want_ints, got_ints, 4));
-    EXPECT_TRUE(SameBits(peak_error, c.debug.peak_error));
-    EXPECT_TRUE(SameBits(mean_error, c.debug.mean_error));
-}
-
-TEST(ConfidenceIndex, WorkedExampleScoresByTheFlickerDecision) {
-    for (uint32_t detected : {1u, 0u}) {
-        Call c;
-        c.result.flicker_detected = detected;
-        ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-        EXPECT_TRUE(IndexIs(c, detected != 0 ? 12100000.0f : 36602499072.0f)) << "flicker_detected " << detected;
-        expect_debug(c, 0, 3, 3, 30.25f, 30.25f);
-    }
-}
-
-// Rows 0 and 1 sit at 144 and 288 degrees of harmonic 1 (line pairs 8 and 16
-// at 18 degrees per pair): cosines -826 and 316, models 108.06640625 and
-// 96.9140625. Zone 0 of row 0 lies 1 above its model, zone 1 of row 1 lies 2 above.
-TEST(ConfidenceIndex, ModelFollowsTheRowsPhase) {
-    Call c(2);
-    c.clear_row(0);
-    c.input.line_time = 10.0f;
-    c.input.angle_rate[0] = 0.9f;
-    c.input.line_offset = 17;
-    c.set(0, 0, 109.06640625f, 2);
-    c.set(1, 1, 98.9140625f, 2);
-    ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-    expect_debug(c, 1, 1, 1, 4.0f, 4.0f);
-}
-
-// The band is (88, 102) around the model 90, clamped around a model moved by
-// amplitude2, and offset +/- margin, (98, 102), when amplitude1 is negative
-// (model 110). Levels on a limit are outside.
-TEST(ConfidenceIndex, CountsOnlyLevelsStrictlyInsideTheClampedBand) {
-    const struct { float amplitude1, amplitude2, x, e; } cases[] = {
-        {10, 0, 88, 0},          {10, 0, 88.5f, 2.25f},     {10, 0, 101.5f, 132.25f},  {10, 0, 102, 0},
-        {10, 5, 88, 0},          {10, 5, 88.5f, 12.25f},    {10, 5, 101.5f, 272.25f},  {10, 5, 102, 0},
-        {10, -20, 98, 0},        {10, -20, 98.5f, 132.25f}, {10, -20, 111.5f, 2.25f},  {10, -20, 112, 0},
-        {-10, 0, 98, 0},         {-10, 0, 99, 121},         {-10, 0, 101.5f, 72.25f},  {-10, 0, 102, 0},
-    };
-    for (const auto& k : cases) {
-        Call c;
-        c.clear_row(0);
-        c.set(0, 0, k.x, 2);
-        c.result.amplitude1[1] = k.amplitude1;
-        c.result.amplitude2[1] = k.amplitude2;
-        ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-        EXPECT_TRUE(SameBits(k.e, c.debug.peak_error))
-            << "amplitudes " << k.amplitude1 << ", " << k.amplitude2 << ", level " << k.x;
-    }
-}
-
-// A level 1 above the model, so that e is the weight itself.
-TEST(ConfidenceIndex, WeightIsTheSquaredScaledUnsignedSumUpToOne) {
-    const struct { int32_t norm_a, norm_b; uint32_t s; float w; } cases[] = {
-        {1, 2, 0, 0.0f},          {1, 2, 1, 0.25f},  {1, 2, 2, 1.0f},   {1, 2, 3, 1.0f},
-        {32768, 32768, 0xFFFFFFFFu, 1.0f},  // 2^32 x 2^-30, squared, clamped
-        {0, 2, 5, 1.0f},                    // a zero norm weighs every nonzero sum 1
-    };
-    for (const auto& k : cases) {
-        Call c;
-        c.clear_row(0);
-        c.set(0, 0, 91.0f, k.s);
-        c.input.sum_norm_a = k.norm_a;
-        c.input.sum_norm_b = k.norm_b;
-        ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-        EXPECT_TRUE(SameBits(k.w, c.debug.peak_error)) << "norm " << k.norm_a << " x " << k.norm_b << ", sum " << k.s;
-    }
-}
-
-TEST(ConfidenceIndex, EqualZonesKeepTheLowerOne) {
-    const struct { int first, second; } cases[] = {{1, 4}, {0, 5}, {2, 3}};
-    for (const auto& k : cases) {
-        Call c;
-        c.clear_row(0);
-        c.set(0, k.first, 93.0f, 2);
-        c.set(0, k.second, 93.0f, 2);
-        ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-        expect_debug(c, 0, k.first, k.first, 9.0f, 9.0f);
-    }
-}
-
-TEST(ConfidenceIndex, LevelsAllOutsideGiveZeroAndTheLastRow) {
-    Call c(7);
-    c.clear_row(0);
-    ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-    EXPECT_TRUE(IndexIs(c, 0.0f));
-    expect_debug(c, 6, 0, 0, 0.0f, 0.0f);
-}
-
-// With a zero norm a zero sum weighs NaN: zone 0's sum and peak are NaN, zone
-// 1 never lies inside (a NaN mean). Neither may win over zone 2, whose e
-// (92.1 - 90)^2 also tells peak x (mean x 100) from (peak x mean) x 100.
-TEST(ConfidenceIndex, NaNMeansAndPeaksAreNeverChosen) {
-    Call c;
-    c.clear_row(0);
+// A zero norm weighs a zero sum NaN: zone 0's mean and peak are NaN, as are the
+// means of zones without inside levels. Zone 2 wins, tied by zone 4; its
+// e = (92.1 - 90)^2 tells peak x (mean x 100) from (peak x mean) x 100.
+void nan_weight_run(Call& c) {
     c.input.sum_norm_b = 0;
     c.result.flicker_detected = 0;
     c.set(0, 0, 91.0f, 0);
     c.set(0, 2, 92.1f, 7);
-    ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-    expect_debug(c, 0, 2, 2, 0x1.1a3d56p+2f, 0x1.1a3d56p+2f);
-    EXPECT_TRUE(IndexIs(c, 0x1.72f126p+29f));
+    c.set(0, 4, 92.1f, 7);
 }
 
-TEST(ConfidenceIndex, NoRowsGiveAnEmptyDebugRecordAndIndexZero) {
-    for (int32_t rows : {0, -1, INT_MIN}) {
-        Call c(rows);
-        c.result.stat_level = nullptr;
-        c.result.stat_sum = nullptr;
-        ASSERT_EQ(c.run(), KEVRA_STATUS_OK) << rows;
-        EXPECT_TRUE(IndexIs(c, 0.0f)) << rows;
-        expect_debug(c, -1, 0, 0, 0.0f, 0.0f);
-    }
+// Compares both indices and the debug record as nine words.
+::testing::AssertionResult Wrote(const Call& c, float index, const Debug& debug) {
+    const float both[2] = {index, index};
+    int32_t want[9], got[9];
+    std::memcpy(want, both, 8);
+    std::memcpy(want + 2, &debug, 28);
+    std::memcpy(got, &c.output, 8);
+    std::memcpy(got + 2, &c.debug, 28);
+    return SameBits(want, got, 9);
 }
 
-// Raising only values below zero keeps -0.0; a NaN amplitude travels quieted
-// with its payload, and inf x 0 is a NaN (whose sign is the machine's default).
-TEST(ConfidenceIndex, IndexIsNeverBelowZeroAndNaNsStayNaN) {
-    const struct { uint32_t amplitude; int32_t rows; uint32_t want; } cases[] = {
-        {0xC1200000u, 1, 0x00000000u},  // -10 x 30.25
-        {0xC1200000u, 0, 0x80000000u},  // -10 x 0
-        {0xFFC00123u, 1, 0xFFC00123u},
-        {0x7F800001u, 1, 0x7FC00001u},
+// Debug records: valid, peak_row, peak_zone, mean_zone, peak_error, mean_error.
+// A call without a record it must read or write, or without buffers for its
+// rows, is refused and writes nothing (index -1 here); a disabled or missing
+// debug record is only left alone.
+TEST(ConfidenceIndex, WritesHandComputedResultsAndNothingWhenRefused) {
+    const struct { const char* what; int32_t rows; void (*setup)(Call&); Debug debug; float index; } cases[] = {
+        {"worked example", 1, worked_row, {1, 1, 0, 3, 3, 30.25f, 30.25f}, 12100000.0f},
+        {"worked example without flicker", 1, [](Call& c) { worked_row(c); c.result.flicker_detected = 0; },
+         {1, 1, 0, 3, 3, 30.25f, 30.25f}, 36602499072.0f},
+        // The limits cross: the band is (98, 102) around the model 110.
+        {"negative amplitude1", 1, [](Call& c) { worked_row(c); c.result.amplitude1[1] = -10.0f; },
+         {1, 1, 0, 3, 3, 20.25f, 20.25f}, 0.0f},
+        {"negative amplitude1 without rows", 0, [](Call& c) { c.result.amplitude1[1] = -10.0f; },
+         {1, 1, -1, 0, 0, 0.0f, 0.0f}, -0.0f},
+        // Q10 0: model 100, band (98, 102); the payload travels, quieted.
+        {"NaN amplitude1", 1, [](Call& c) { worked_row(c); c.result.amplitude1[1] = from_bits(0xFF800123u); },
+         {1, 1, 0, 3, 3, 0.25f, 0.25f}, from_bits(0xFFC00123u)},
+        {"level on the lower limit", 1, [](Call& c) { c.set(0, 0, 88.0f); }, {1, 1, 0, 0, 0, 0.0f, 0.0f}, 0.0f},
+        {"level on the upper limit", 1, [](Call& c) { c.set(0, 0, 102.0f); }, {1, 1, 0, 0, 0, 0.0f, 0.0f}, 0.0f},
+        {"no rows", INT_MIN, [](Call&) {}, {1, 1, -1, 0, 0, 0.0f, 0.0f}, 0.0f},
+        // e = 9 at row 1 stays in the five-row windows up to row 5; zone 1's mean 6.25 beats zone 4's 5.
+        {"window", 7, [](Call& c) { c.set(1, 4, 93.0f); c.set(6, 4, 91.0f); c.set(3, 1, 92.5f); },
+         {1, 1, 5, 4, 1, 9.0f, 6.25f}, 3600000.0f},
+        {"NaN weight", 1, nan_weight_run,
+         {1, 1, 0, 2, 2, 0x1.1a3d56p+2f, 0x1.1a3d56p+2f}, 0x1.72f126p+29f},
+        {"no input", 1, [](Call& c) { worked_row(c); c.passed[0] = false; }, kUntouched, -1.0f},
+        {"no result", 1, [](Call& c) { worked_row(c); c.passed[1] = false; }, kUntouched, -1.0f},
+        {"no output", 1, [](Call& c) { worked_row(c); c.passed[2] = false; }, kUntouched, -1.0f},
+        {"no levels", 1, [](Call& c) { worked_row(c); c.result.stat_level = nullptr; }, kUntouched, -1.0f},
+        {"no sums", 1, [](Call& c) { worked_row(c); c.result.stat_sum = nullptr; }, kUntouched, -1.0f},
+        {"debug disabled", 1, [](Call& c) { worked_row(c); c.debug.enable = 0; }, {0, -1, 9, 9, 9, -1.0f, -1.0f},
+         12100000.0f},
+        {"no debug", 1, [](Call& c) { worked_row(c); c.passed[3] = false; }, kUntouched, 12100000.0f},
     };
     for (const auto& k : cases) {
         Call c(k.rows);
-        c.result.amplitude1[1] = from_bits(k.amplitude);
-        ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-        EXPECT_TRUE(IndexIs(c, from_bits(k.want))) << std::hex << "amplitude 0x" << k.amplitude;
-    }
-    for (uint32_t infinite : {0x7F800000u, 0xFF800000u}) {
-        Call c(0);
-        c.result.amplitude1[1] = from_bits(infinite);
-        ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-        EXPECT_TRUE(std::isnan(c.output.confidence_idx[0]));
-        EXPECT_EQ(bits(c.output.confidence_idx[0]), bits(c.output.confidence_idx[1]));
+        k.setup(c);
+        const int32_t status =
+            c.detector->ConfidenceIndex(c.passed[0] ? &c.input : nullptr, c.passed[1] ? &c.result : nullptr,
+                                        c.passed[2] ? &c.output : nullptr, c.passed[3] ? &c.debug : nullptr);
+        EXPECT_EQ(status, k.index == -1.0f ? KEVRA_STATUS_INVALID_ARGUMENT : KEVRA_STATUS_OK) << k.what;
+        EXPECT_TRUE(Wrote(c, k.index, k.debug)) << k.what;
     }
 }
 
-TEST(ConfidenceIndex, DisabledOrMissingDebugRecordIsNotWritten) {
-    Call c;
-    c.debug.enable = 0;
-    const kevra_confidence_idx_debug_output before = c.debug;
-    ASSERT_EQ(c.run(), KEVRA_STATUS_OK);
-    EXPECT_EQ(std::memcmp(&before, &c.debug, sizeof before), 0);
-    EXPECT_TRUE(IndexIs(c, 12100000.0f));
-
-    Call quiet;
-    ASSERT_EQ(quiet.detector->ConfidenceIndex(&quiet.input, &quiet.result, &quiet.output, nullptr), KEVRA_STATUS_OK);
-    EXPECT_TRUE(IndexIs(quiet, 12100000.0f));
-}
-
-TEST(ConfidenceIndex, RefusesMissingRecordsAndBuffersWritingNothing) {
-    enum Missing { kInput, kResult, kOutput, kLevel, kSum };
-    for (Missing missing : {kInput, kResult, kOutput, kLevel, kSum}) {
-        Call c;
-        std::memset(&c.output, 0xA5, sizeof c.output);
-        const kevra_confidence_idx_input input = c.input;
-        const kevra_confidence_idx_output output = c.output;
-        const kevra_confidence_idx_debug_output debug = c.debug;
-        const std::vector<float> level = c.level;
-        const std::vector<uint32_t> sum = c.sum;
-        if (missing == kLevel) c.result.stat_level = nullptr;
-        if (missing == kSum) c.result.stat_sum = nullptr;
-        const kevra_fitting_result result = c.result;
-        const int32_t status = c.detector->ConfidenceIndex(missing == kInput ? nullptr : &c.input,
-                                                           missing == kResult ? nullptr : &c.result,
-                                                           missing == kOutput ? nullptr : &c.output, &c.debug);
-        EXPECT_EQ(status, KEVRA_STATUS_INVALID_ARGUMENT) << "missing " << missing;
-        EXPECT_EQ(std::memcmp(&input, &c.input, sizeof input), 0);
-        EXPECT_EQ(std::memcmp(&result, &c.result, sizeof result), 0);
-        EXPECT_EQ(std::memcmp(&output, &c.output, sizeof output), 0);
-        EXPECT_EQ(std::memcmp(&debug, &c.debug, sizeof debug), 0);
-        EXPECT_TRUE(level == c.level && sum == c.sum);
-    }
+// Harmonic 0 is not a number; harmonic 1 rounds its step and reduces its phase
+// below zero toward zero; harmonic 2 rounds its phase product.
+TEST(ConfidenceConstants, RoundInFloatTruncateTowardZeroSaturateAndWrap) {
+    // Offset -365.3 degrees: -678.4 units.
+    const kevra_confidence_idx_input in{{0.0f, -365.3f, -260.0f}, {__builtin_inff(), 0x1.df9428p+3f, 0x1.49601ep+0f},
+                                        0x1.94e84ep+4f, 0, 65536, -7, -9, 65537, 2.0f};
+    kevra_fitting_result fit{};
+    fit.phase3[1] = 0x1.957234p+7f;  // rate x phase rounds up before -260 is added: 105 when fused
+    fit.offset[1] = 2097151.0f;      // Q10 2147482624: off + amp_1 wraps
+    fit.amplitude1[1] = 10.0f;
+    fit.amplitude2[1] = 1e10f;
+    fit.amplitude3[1] = -__builtin_inff();
+    const kevra::ConfidenceConstants k = kevra::confidence_constants(in, fit);
+    // line_time x rate rounds up onto a step boundary: 39459 when kept exact.
+    const int32_t ints[] = {k.step[0], k.phase[0], k.step[1], k.phase[1], k.phase[2],
+                            k.off,     k.amp[1],   k.amp[2],  k.y_step,   k.y0};
+    const int32_t want_ints[] = {0, 0, 39460, -678, 106, 2147482624, INT_MAX, INT_MIN, -3, -4};
+    EXPECT_TRUE(SameBits(want_ints, ints, 10));
+    // The norm 65536 x 65537 wraps to 65536.
+    const float floats[] = {k.lo_min, k.hi_max, k.inv_norm};
+    const float want_floats[] = {2097139.0f, -2097141.0f, 1.0f / 65536.0f};
+    EXPECT_TRUE(SameBits(want_floats, floats, 3));
+    fit.amplitude1[1] = -10.0f;  // now off - amp_1 wraps
+    EXPECT_TRUE(SameBits(-2097145.0f, kevra::confidence_constants(in, fit).lo_min));
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // Unpacking of the two raw streams into channel-major sums, counts and top bytes.
 #include <gtest/gtest.h>
 
-#include <cstdint>
+#include <algorithm>
+#include <cstring>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -12,91 +14,43 @@
 
 namespace {
 
-struct Parsed {
-    std::vector<uint32_t> sum, count;
-    std::vector<uint32_t> high;  // rows x 24
-};
-
-template <class V>
-Parsed parse(const std::vector<uint32_t>& sums, const std::vector<uint32_t>& counts, int rows) {
-    Parsed p{std::vector<uint32_t>(sums.size(), 0xDEADBEEF), std::vector<uint32_t>(sums.size(), 0xDEADBEEF),
-             std::vector<uint32_t>(sums.size(), 0xDEADBEEF)};
-    kevra::parse_statistic_rows<V>(sums.data(), counts.data(), rows, p.sum.data(), p.count.data(),
-                                   reinterpret_cast<uint32_t(*)[24]>(p.high.data()));
-    return p;
-}
-
-TEST(StatisticParsing, SplitsWordsAndTransposesToChannelMajor) {
-    std::vector<uint32_t> sums(48), counts(48);
-    for (int w = 0; w < 48; ++w) {
-        sums[w] = 0xAB000000u | static_cast<uint32_t>(w);
-        counts[w] = (static_cast<uint32_t>(w) << 24) | static_cast<uint32_t>(1000 + w);
-    }
-    sums[5] = 0xFFFFFFFFu;
-    counts[5] = 0xFF000000u;
-    counts[24 + 1] = 0x12345678u;
-    const Parsed p = parse<kevra::simd::Native>(sums, counts, 2);
-    // Input word 5 of a row (zone 1, channel 1) lands at output position 7.
-    EXPECT_EQ(p.sum[7], 0x00FFFFFFu);
-    EXPECT_EQ(p.count[7], 0u);
-    EXPECT_EQ(p.high[7], 255u);
-    // Row 1 starts at word 24 of input and output; word 1 is zone 0, channel 1.
-    EXPECT_EQ(p.count[24 + 6], 0x00345678u);
-    EXPECT_EQ(p.high[24 + 6], 0x12u);
-    for (int r = 0; r < 2; ++r) {
-        for (int c = 0; c < 4; ++c) {
-            for (int z = 0; z < 6; ++z) {
-                const int in = 24 * r + 4 * z + c, out = 24 * r + 6 * c + z;
-                if (in == 5 || in == 25) continue;
-                EXPECT_EQ(p.sum[out], static_cast<uint32_t>(in)) << "row " << r << " c " << c << " z " << z;
-                EXPECT_EQ(p.count[out], static_cast<uint32_t>(1000 + in));
-                EXPECT_EQ(p.high[out], static_cast<uint32_t>(in));
-            }
-        }
-    }
-}
-
-TEST(StatisticParsing, NoRowsMeansNothingWritten) {
-    const std::vector<uint32_t> words(24, 7);
-    for (int rows : {0, -1, -256}) {
-        const Parsed p = parse<kevra::simd::Native>(words, words, rows);
-        for (size_t k = 0; k < 24; ++k) {
-            EXPECT_EQ(p.sum[k], 0xDEADBEEFu);
-            EXPECT_EQ(p.count[k], 0xDEADBEEFu);
-            EXPECT_EQ(p.high[k], 0xDEADBEEFu);
-        }
-    }
-}
-
-TEST(StatisticParsing, BackendsAgreeOnRandomWords) {
+// Input word 4z + c of a row goes to output word 6c + z, masked to 24 bits; the count
+// words' top bytes go to stat_high. Nothing is written from row_num on.
+TEST(StatisticParsing, EveryBackendAndTheMemberSplitAndTransposeTheRowsBelowRowNum) {
     std::mt19937 rng(11);
     std::uniform_int_distribution<uint32_t> word;
-    const int rows = 256;
-    std::vector<uint32_t> sums(24 * rows), counts(24 * rows);
-    for (auto& w : sums) w = word(rng);
-    for (auto& w : counts) w = word(rng);
-    const Parsed want = parse<kevra::simd::Portable>(sums, counts, rows);
-    kevra_test::for_each_backend([&](auto tag) {
-        using V = typename decltype(tag)::type;
-        const Parsed got = parse<V>(sums, counts, rows);
-        EXPECT_TRUE(kevra_test::SameBits(want.sum.data(), got.sum.data(), want.sum.size())) << V::name;
-        EXPECT_TRUE(kevra_test::SameBits(want.count.data(), got.count.data(), want.count.size())) << V::name;
-        EXPECT_TRUE(kevra_test::SameBits(want.high.data(), got.high.data(), want.high.size())) << V::name;
-    });
-}
-
-TEST(StatisticParsing, MemberFillsCallerBuffersAndTopBytes) {
-    auto d = std::make_unique<kevra_test::Probe>();
-    std::vector<uint32_t> sums(24, 0x01000000u | 3u), counts(24, 0x7F000009u), sum_out(24), count_out(24);
-    kevra_statistic stat{sums.data(), counts.data()};
-    kevra_parameter param{};
-    param.row_num = 1;
-    d->stat_sum = sum_out.data();
-    d->stat_count = count_out.data();
-    d->HW_Statistic_parsing(&stat, &param);
-    EXPECT_EQ(sum_out[23], 3u);
-    EXPECT_EQ(count_out[0], 9u);
-    EXPECT_EQ(d->stat_high[0][12], 0x7Fu);
+    std::vector<uint32_t> sums(96), counts(96);
+    for (size_t k = 0; k < 96; ++k) sums[k] = word(rng), counts[k] = word(rng);
+    auto probe = std::make_unique<kevra_test::Probe>();
+    for (int rows : {-1, 0, 1, 3}) {
+        uint32_t want[3][96];  // sums, counts, top bytes
+        std::fill_n(&want[0][0], 3 * 96, 0xDEADBEEFu);
+        for (int k = 0; k < 24 * rows; ++k) {
+            const int in = k / 24 * 24 + k % 6 * 4 + k % 24 / 6;
+            want[0][k] = sums[in] & 0xFFFFFF, want[1][k] = counts[in] & 0xFFFFFF, want[2][k] = counts[in] >> 24;
+        }
+        auto check = [&](const char* name, auto parse) {
+            uint32_t got[3][96];
+            std::fill_n(&got[0][0], 3 * 96, 0xDEADBEEFu);
+            parse(got[0], got[1], reinterpret_cast<uint32_t(*)[24]>(got[2]));
+            EXPECT_SAME_BITS(&want[0][0], &got[0][0], 3 * 96) << name << ", rows " << rows;
+        };
+        kevra_test::for_each_backend([&](auto tag) {
+            using V = typename decltype(tag)::type;
+            check(V::name, [&](uint32_t* s, uint32_t* n, uint32_t(*h)[24]) {
+                kevra::parse_statistic_rows<V>(sums.data(), counts.data(), rows, s, n, h);
+            });
+        });
+        check("member", [&](uint32_t* s, uint32_t* n, uint32_t(*h)[24]) {
+            kevra_statistic stat{sums.data(), counts.data()};
+            kevra_parameter param{};
+            param.row_num = rows;
+            probe->stat_sum = s, probe->stat_count = n;
+            std::memcpy(probe->stat_high, h, 96 * 4);
+            probe->HW_Statistic_parsing(&stat, &param);
+            std::memcpy(h, probe->stat_high, 96 * 4);
+        });
+    }
 }
 
 }  // namespace

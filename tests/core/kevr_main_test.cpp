@@ -1,138 +1,82 @@
-// The run entry: refusals that write nothing, and the reset and pointer copies
-// that every accepted run performs first.
+// The run entry: refusals that write nothing, and the reset and pointer copies of
+// every accepted run.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <functional>
 #include <memory>
-#include <vector>
 
 #include "support/probe.h"
 
 namespace {
 
-constexpr unsigned char kCanary = 0xA5;
+using kevra_test::Probe;
 
-// A run's records and buffers, every byte preset to a canary so that any write shows.
-struct RunRecords {
+// A run of eight rows whose records and buffers are preset byte by byte, so any write shows.
+struct Records {
     kevra_parameter param;
     kevra_statistic stat;
     kevra_config config;
     kevra_fitting_result result;
     float start_time;
-    std::vector<uint32_t> sum_stream, count_stream, sums, counts;
-    std::vector<float> levels;
+    uint32_t sum_stream[24 * 8], count_stream[24 * 8], sums[24 * 8], counts[24 * 8];
+    float levels[24 * 8];
+    kevra_parameter* p = &param;
+    kevra_statistic* s = &stat;
+    kevra_config* c = &config;
+    kevra_fitting_result* r = &result;
 
-    explicit RunRecords(int rows) {
-        std::memset(&param, kCanary, sizeof param);
-        std::memset(&stat, kCanary, sizeof stat);
-        std::memset(&config, kCanary, sizeof config);
-        std::memset(&result, kCanary, sizeof result);
-        const size_t n = 24 * static_cast<size_t>(rows > 0 ? rows : 1);
-        sum_stream.assign(n, 0x00000100u);
-        count_stream.assign(n, 0x00000001u);
-        sums.assign(n, 0xA5A5A5A5u);
-        counts.assign(n, 0xA5A5A5A5u);
-        levels.assign(n, -1234.5f);
-        start_time = 0.0f;
-        param.row_num = rows;
+    Records() {
+        std::memset(static_cast<void*>(this), 0xA5, offsetof(Records, p));
+        param.row_num = 8;
         param.ratio_index = 0;
         param.start_time = &start_time;
-        stat.sum_stream = sum_stream.data();
-        stat.count_stream = count_stream.data();
-        result.stat_sum = sums.data();
-        result.stat_count = counts.data();
-        result.stat_level = levels.data();
+        stat = {sum_stream, count_stream};
+        result.stat_sum = sums, result.stat_count = counts, result.stat_level = levels;
     }
+    int32_t main(Probe& d) { return d.KevrMain(p, s, c, r); }
 };
-
-struct Snapshot {
-    std::vector<unsigned char> bytes;
-    template <class T>
-    void add(const T* p, size_t n = 1) {
-        const auto* b = reinterpret_cast<const unsigned char*>(p);
-        bytes.insert(bytes.end(), b, b + n * sizeof(T));
-    }
-};
-
-Snapshot snapshot(const RunRecords& r, const kevra_test::Probe& d) {
-    Snapshot s;
-    s.add(&r.param);
-    s.add(&r.stat);
-    s.add(&r.config);
-    s.add(&r.result);
-    s.add(r.sums.data(), r.sums.size());
-    s.add(r.counts.data(), r.counts.size());
-    s.add(r.levels.data(), r.levels.size());
-    s.add(&d);
-    return s;
-}
 
 TEST(KevrMain, RefusesWhatItCannotHoldAndWritesNothing) {
-    const std::vector<std::pair<const char*, std::function<void(RunRecords&)>>> faults = {
-        {"row_num -1", [](RunRecords& r) { r.param.row_num = -1; }},
-        {"row_num 257", [](RunRecords& r) { r.param.row_num = 257; }},
-        {"ratio_index -1", [](RunRecords& r) { r.param.ratio_index = -1; }},
-        {"ratio_index 3", [](RunRecords& r) { r.param.ratio_index = 3; }},
-        {"null start_time", [](RunRecords& r) { r.param.start_time = nullptr; }},
-        {"null sum stream", [](RunRecords& r) { r.stat.sum_stream = nullptr; }},
-        {"null count stream", [](RunRecords& r) { r.stat.count_stream = nullptr; }},
-        {"null stat_sum", [](RunRecords& r) { r.result.stat_sum = nullptr; }},
-        {"null stat_count", [](RunRecords& r) { r.result.stat_count = nullptr; }},
-        {"null stat_level", [](RunRecords& r) { r.result.stat_level = nullptr; }},
+    const std::function<void(Records&)> faults[] = {
+        [](Records& r) { r.param.row_num = -1; },        [](Records& r) { r.param.row_num = 257; },
+        [](Records& r) { r.param.ratio_index = -1; },    [](Records& r) { r.param.ratio_index = 3; },
+        [](Records& r) { r.param.start_time = nullptr; }, [](Records& r) { r.stat.sum_stream = nullptr; },
+        [](Records& r) { r.stat.count_stream = nullptr; }, [](Records& r) { r.result.stat_sum = nullptr; },
+        [](Records& r) { r.result.stat_count = nullptr; }, [](Records& r) { r.result.stat_level = nullptr; },
+        [](Records& r) { r.p = nullptr; }, [](Records& r) { r.s = nullptr; }, [](Records& r) { r.c = nullptr; },
+        [](Records& r) { r.r = nullptr; },
     };
-    auto d = std::make_unique<kevra_test::Probe>();
+    auto d = std::make_unique<Probe>(), detector_before = std::make_unique<Probe>();
     for (const auto& fault : faults) {
-        RunRecords r(8);
-        fault.second(r);
-        const Snapshot before = snapshot(r, *d);
-        EXPECT_EQ(d->KevrMain(&r.param, &r.stat, &r.config, &r.result), KEVRA_STATUS_INVALID_ARGUMENT) << fault.first;
-        EXPECT_TRUE(before.bytes == snapshot(r, *d).bytes) << fault.first << ": something was written";
+        auto run = std::make_unique<Records>(), run_before = std::make_unique<Records>();
+        fault(*run);
+        std::memcpy(static_cast<void*>(run_before.get()), run.get(), sizeof(Records));
+        std::memcpy(static_cast<void*>(detector_before.get()), d.get(), sizeof(Probe));
+        EXPECT_EQ(KEVRA_STATUS_INVALID_ARGUMENT, run->main(*d)) << "fault " << &fault - faults;
+        EXPECT_EQ(0, std::memcmp(run_before.get(), run.get(), sizeof(Records))) << "fault " << &fault - faults;
+        EXPECT_EQ(0, std::memcmp(detector_before.get(), d.get(), sizeof(Probe))) << "fault " << &fault - faults;
     }
-    RunRecords r(8);
-    const Snapshot before = snapshot(r, *d);
-    EXPECT_EQ(d->KevrMain(nullptr, &r.stat, &r.config, &r.result), KEVRA_STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(d->KevrMain(&r.param, nullptr, &r.config, &r.result), KEVRA_STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(d->KevrMain(&r.param, &r.stat, nullptr, &r.result), KEVRA_STATUS_INVALID_ARGUMENT);
-    EXPECT_EQ(d->KevrMain(&r.param, &r.stat, &r.config, nullptr), KEVRA_STATUS_INVALID_ARGUMENT);
-    EXPECT_TRUE(before.bytes == snapshot(r, *d).bytes);
 }
 
-TEST(KevrMain, ZeroRowsIsAValidRunWithoutBuffers) {
-    auto d = std::make_unique<kevra_test::Probe>();
-    RunRecords r(0);
-    r.result.stat_sum = nullptr;
-    r.result.stat_count = nullptr;
-    r.result.stat_level = nullptr;
-    r.stat.sum_stream = nullptr;
-    r.stat.count_stream = nullptr;
-    EXPECT_EQ(d->KevrMain(&r.param, &r.stat, &r.config, &r.result), KEVRA_STATUS_OK);
-    EXPECT_EQ(d->stat_sum, nullptr);
-    EXPECT_EQ(d->stat_level, nullptr);
-}
-
-TEST(KevrMain, ResetsPerRunStateAndRecordsTheCallerBuffers) {
-    auto d = std::make_unique<kevra_test::Probe>();
-    EXPECT_EQ(d->stat_sum, nullptr);
-    EXPECT_EQ(d->stat_count, nullptr);
-    EXPECT_EQ(d->stat_level, nullptr);
-    EXPECT_EQ(d->frame_ratio, 0.0f);
-    RunRecords r(4);
-    r.param.ratio_table[0] = 1.0f;
-    r.param.ratio_table[1] = 1.0f;
-    r.config.weight_enable = 0;
-    std::memset(d->zone_weight_base, 0x5A, sizeof d->zone_weight_base);
-    ASSERT_EQ(d->KevrMain(&r.param, &r.stat, &r.config, &r.result), KEVRA_STATUS_OK);
-    EXPECT_EQ(d->stat_sum, r.sums.data());
-    EXPECT_EQ(d->stat_count, r.counts.data());
-    EXPECT_EQ(d->stat_level, r.levels.data());
-    EXPECT_EQ(r.sums[0], 0x100u);
-    EXPECT_EQ(r.counts[0], 1u);
-    EXPECT_EQ(d->frame_ratio, 1.0f);
-    for (int z = 0; z < 6; ++z) {
-        // Plain mode leaves the reset weights alone; the base is only written by computed weights.
-        EXPECT_EQ(d->zone_weight[z], 1.0f);
-        EXPECT_EQ(d->zone_weight_base[z], 0.0f);
+// The zone weights are reset (the plain mode leaves them as reset), the caller's buffers
+// recorded before parsing; with no rows they may be null.
+TEST(KevrMain, AcceptedRunsResetTheWeightsAndRecordTheCallerBuffers) {
+    for (int rows : {0, 4}) {
+        auto run = std::make_unique<Records>();
+        auto d = std::make_unique<Probe>();
+        run->param.row_num = rows;
+        run->param.ratio_table[0] = 2.0f, run->param.ratio_table[1] = 5.0f;
+        run->config.weight_enable = 0;
+        if (rows == 0) run->stat = {}, run->result = {};
+        std::memset(d->zone_weight, 0x5A, sizeof d->zone_weight);
+        std::memset(d->zone_weight_base, 0x5A, sizeof d->zone_weight_base);
+        ASSERT_EQ(KEVRA_STATUS_OK, run->main(*d));
+        EXPECT_TRUE(d->stat_sum == run->result.stat_sum && d->stat_count == run->result.stat_count &&
+                    d->stat_level == run->result.stat_level);
+        EXPECT_EQ(rows ? 0x00A5A5A5u : 0xA5A5A5A5u, run->sums[0]);
+        EXPECT_EQ(2.5f, d->frame_ratio);
+        for (int z = 0; z < 6; ++z) EXPECT_TRUE(d->zone_weight[z] == 1.0f && d->zone_weight_base[z] == 0.0f) << z;
     }
 }
 

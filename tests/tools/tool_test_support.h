@@ -7,7 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <initializer_list>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -23,17 +23,14 @@ public:
         path_ = ::mkdtemp(pattern.data());
     }
     ~TempDir() { std::filesystem::remove_all(path_); }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
 
     std::string file(const std::string& name) const { return (path_ / name).string(); }
     void write(const std::string& name, const std::string& bytes) const {
         std::ofstream(file(name), std::ios::binary) << bytes;
     }
-    std::vector<std::string> entries() const {
-        std::vector<std::string> names;
-        for (const auto& e : std::filesystem::directory_iterator(path_)) names.push_back(e.path().filename().string());
-        std::sort(names.begin(), names.end());
+    std::set<std::string> entries() const {
+        std::set<std::string> names;
+        for (const auto& e : std::filesystem::directory_iterator(path_)) names.insert(e.path().filename().string());
         return names;
     }
 
@@ -41,17 +38,13 @@ private:
     std::filesystem::path path_;
 };
 
-struct CliRun {
-    int status;
-    std::string out;
-    std::string err;
-};
+struct CliRun { int status; std::string out, err; };
 
-inline CliRun run_cli(std::initializer_list<std::string> args, bool progress = false) {
-    std::vector<std::string> words{"kevra"};
-    words.insert(words.end(), args.begin(), args.end());
+// Runs `kevra args...`; progress as if err were a terminal.
+inline CliRun run_cli(std::vector<std::string> args, bool progress = false) {
+    args.insert(args.begin(), "kevra");
     std::vector<const char*> argv;
-    for (const std::string& w : words) argv.push_back(w.c_str());
+    for (const std::string& a : args) argv.push_back(a.c_str());
     std::ostringstream out, err;
     const int status = kevra_tool::run_cli(int(argv.size()), argv.data(), out, err, progress);
     return {status, out.str(), err.str()};

@@ -1,0 +1,64 @@
+// A whole detection on a synthetic scene: KevrMain on a FlickerRun, then
+// ConfidenceIndex on its result in the geometry the fit used.
+#ifndef KEVRA_TESTS_ROBUSTNESS_SCENE_RUN_H
+#define KEVRA_TESTS_ROBUSTNESS_SCENE_RUN_H
+
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "kevra.h"
+#include "support/flicker_run.h"
+
+namespace kevra_test {
+
+struct SceneRun {
+    FlickerRun run;
+    kevra_confidence_idx_input input{};
+    kevra_confidence_idx_output output{};
+    kevra_confidence_idx_debug_output debug{};
+
+    SceneRun(int rows, int mains, double depth, unsigned seed) : run(rows, mains, depth, seed) {
+        const double row0 = double(run.start_time) + 0.5 * double(run.param.exposure_time);
+        for (int h = 0; h < 3; ++h) {
+            const double rate = 360.0 * 2.0 * (h + 1) * mains * 1e-6;
+            input.angle_rate[h] = float(rate);
+            input.angle_offset[h] = float(std::fmod(rate * row0, 360.0));
+        }
+        input.line_time = run.param.line_time;
+        input.row_num = rows;
+        input.lines_per_row = run.config.lines_per_row;
+        input.sum_norm_a = 256;
+        input.sum_norm_b = 64;
+        input.band_margin = 0.002f;
+        debug.enable = 1;
+    }
+
+    // Both calls on d; false when either is refused.
+    bool detect(AppKEVRA& d) {
+        return d.KevrMain(&run.param, &run.stat, &run.config, &run.result) == KEVRA_STATUS_OK &&
+               d.ConfidenceIndex(&input, &run.result, &output, &debug) == KEVRA_STATUS_OK;
+    }
+
+    // Every byte the two calls write.
+    std::vector<unsigned char> outputs() const {
+        std::vector<unsigned char> bytes;
+        const auto add = [&bytes](const void* p, size_t n) {
+            const auto* b = static_cast<const unsigned char*>(p);
+            bytes.insert(bytes.end(), b, b + n);
+        };
+        const size_t words = 24 * static_cast<size_t>(run.param.row_num);
+        add(&run.result, offsetof(kevra_fitting_result, reserved_0x74));
+        add(run.param.fit_iterations, sizeof run.param.fit_iterations);
+        add(run.stat_sum, words * sizeof(uint32_t));
+        add(run.stat_count, words * sizeof(uint32_t));
+        add(run.stat_level, words * sizeof(float));
+        add(&output, sizeof output);
+        add(&debug, sizeof debug);
+        return bytes;
+    }
+};
+
+}  // namespace kevra_test
+
+#endif  // KEVRA_TESTS_ROBUSTNESS_SCENE_RUN_H
