@@ -32,7 +32,7 @@ struct RowBands {
 // Integer lanes wrap, so rows past the last one (whose lanes go unused) and
 // products beyond the model's design range are harmless.
 template <class V>
-RowBands row_bands(const ConfidenceConstants& k, int32_t first_row) {
+[[gnu::always_inline]] inline RowBands row_bands(const ConfidenceConstants& k, int32_t first_row) {
     using I = typename V::I;
     const I row = V::add(V::dup(first_row), V::set(0, 1, 2, 3));
     const I y = V::add(V::dup(k.y0), V::mul(row, V::dup(k.y_step)));
