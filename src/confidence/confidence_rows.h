@@ -70,16 +70,16 @@ struct ZoneLanes {
         const U inside = V::bit_and(V::cmp_gt(level, lo), V::cmp_lt(level, hi));
         F w = V::mul(V::to_float(zone_sum), inv_norm);
         w = V::mul(w, w);
-        w = V::select(V::cmp_gt(w, one), one, w);
+        w = V::blend(V::cmp_gt(w, one), one, w);
         const F d = V::sub(level, model);
-        const F e = V::select(inside, V::mul(w, V::mul(d, d)), V::dup(0.0f));
+        const F e = V::blend(inside, V::mul(w, V::mul(d, d)), V::dup(0.0f));
         count = V::add(count, V::shr(inside, 31));
         sum = V::add(sum, e);
         // Oldest term first; a NaN window replaces the peak, and so does a tie.
         const F window = V::add(V::add(V::add(V::add(e4, e3), e2), e1), e);
         const U keep = V::cmp_gt(peak, window);
-        peak = V::select(keep, peak, window);
-        peak_row = V::select(keep, peak_row, row);
+        peak = V::blend(keep, peak, window);
+        peak_row = V::blend(keep, peak_row, row);
         e4 = e3;
         e3 = e2;
         e2 = e1;

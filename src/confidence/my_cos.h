@@ -74,7 +74,7 @@ template <class V>
     const I entry = V::as_i(V::bit_and(V::as_u(packed), V::dup(0xFFFFu)));
     const I interpolated = V::add(entry, V::shr(V::mul(V::shr(packed, 16), f), 10));
     const I last_degrees = V::shr(V::mul(V::sub(V::dup(256), f), V::dup(35)), 8);
-    const I mag = V::select(V::cmp_eq(idx, V::dup(11u)), last_degrees, interpolated);
+    const I mag = V::blend(V::cmp_eq(idx, V::dup(11u)), last_degrees, interpolated);
     return V::mul(mag, V::as_i(V::bit_or(negative, V::dup(1u))));
 }
 

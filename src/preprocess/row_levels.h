@@ -34,12 +34,12 @@ inline void form_one_row(const typename V::F (&sum)[6], const typename V::F (&co
         const U has_data = V::bit_not(V::cmp_eq(count[z], zero));
         const F quotient = V::div(sum[z], count[z]);
         if (M == WeightMode::plain) {
-            levels[z] = V::as_u(V::select(has_data, V::mul(quotient, ratio), no_level));
+            levels[z] = V::as_u(V::blend(has_data, V::mul(quotient, ratio), no_level));
             numerator = V::add(numerator, sum[z]);
             denominator = V::add(denominator, count[z]);
         } else {
-            const F q = V::select(V::bit_and(has_data, V::cmp_gt(quotient, zero)), quotient, one);
-            levels[z] = V::as_u(V::select(has_data, V::mul(q, ratio), no_level));
+            const F q = V::blend(V::bit_and(has_data, V::cmp_gt(quotient, zero)), quotient, one);
+            levels[z] = V::as_u(V::blend(has_data, V::mul(q, ratio), no_level));
             const F weight = M == WeightMode::computed ? V::select(keep[z], zone_weights[z], zero) : zone_weights[z];
             numerator = V::add(numerator, V::mul(q, weight));
             denominator = V::add(denominator, weight);
@@ -47,7 +47,7 @@ inline void form_one_row(const typename V::F (&sum)[6], const typename V::F (&co
     }
     store_row_channels<V>(reinterpret_cast<uint32_t*>(stat_level_row), levels);
     const F level = V::div(V::mul(ratio, numerator), denominator);
-    V::store(row_level_row, V::select(V::cmp_eq(denominator, zero), no_row_level, level));
+    V::store(row_level_row, V::blend(V::cmp_eq(denominator, zero), no_row_level, level));
 }
 
 namespace row_levels_detail {

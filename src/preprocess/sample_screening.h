@@ -42,9 +42,9 @@ void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int ro
             sum[z] = V::to_float(sums[z]);
             count[z] = V::to_float(counts[z]);
             const F quotient = V::div(V::mul(sum[z], ratio), count[z]);
-            level[z] = V::select(V::cmp_eq(count[z], zero), missing, quotient);
+            level[z] = V::blend(V::cmp_eq(count[z], zero), missing, quotient);
             valid[z] = V::cmp_gt(level[z], missing);
-            total = V::add(total, V::select(valid[z], level[z], zero));
+            total = V::add(total, V::blend(valid[z], level[z], zero));
             n = V::sub(n, V::as_i(valid[z]));
             zone_level[z][row] = V::get(level[z], 1);
         }
@@ -52,7 +52,7 @@ void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int ro
         F dev[6];
         F largest = zero;
         for (int z = 0; z < 6; ++z) {
-            dev[z] = V::select(valid[z], V::abs(V::sub(level[z], mean)), zero);
+            dev[z] = V::blend(valid[z], V::abs(V::sub(level[z], mean)), zero);
             largest = V::max(largest, dev[z]);
         }
         const U keep_all = V::bit_not(V::cmp_gt(largest, limit));

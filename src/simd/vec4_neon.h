@@ -159,6 +159,10 @@ struct Neon {
     static U abs(I a) { return vreinterpretq_u32_s32(vabsq_s32(a)); }
     static U min(U a, U b) { return vminq_u32(a, b); }
 
+    // select for masks whose lanes are all ones or all zeros, as compares give.
+    static F blend(U m, F a, F b) { return vbslq_f32(m, a, b); }
+    static I blend(U m, I a, I b) { return vbslq_s32(m, a, b); }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return vmaxvq_u32(a) != 0; }
 

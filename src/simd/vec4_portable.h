@@ -233,6 +233,11 @@ struct Portable {
     }
     static U min(U a, U b) { U r; for (int k = 0; k < 4; ++k) r.v[k] = a.v[k] < b.v[k] ? a.v[k] : b.v[k]; return r; }
 
+    // select for masks whose lanes are all ones or all zeros, as compares give;
+    // other masks are not allowed (a backend may look at one bit per lane).
+    static F blend(U m, F a, F b) { return select(m, a, b); }
+    static I blend(U m, I a, I b) { return select(m, a, b); }
+
     // Whether any bit of any lane is set.
     static bool any(U a) { return (a.v[0] | a.v[1] | a.v[2] | a.v[3]) != 0; }
 

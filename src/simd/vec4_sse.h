@@ -196,6 +196,11 @@ struct Sse {
     static U abs(I a) { return U{_mm_abs_epi32(a.v)}; }
     static U min(U a, U b) { return U{_mm_min_epu32(a.v, b.v)}; }
 
+    // One instruction where select needs three: the mask's lanes are all ones
+    // or all zeros, so its top bits say everything.
+    static F blend(U m, F a, F b) { return F{_mm_blendv_ps(b.v, a.v, _mm_castsi128_ps(m.v))}; }
+    static I blend(U m, I a, I b) { return I{_mm_blendv_epi8(b.v, a.v, m.v)}; }
+
     static bool any(U a) { return _mm_testz_si128(a.v, a.v) == 0; }
 
     static void load_x4(const float* p, F (&out)[4]) {
