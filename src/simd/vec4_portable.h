@@ -39,6 +39,18 @@ inline bool pick_nan(float a, float b, float* out) {
     return false;
 }
 
+// Sixteen words with four loads and a transpose, for backends without a
+// transposing load.
+template <class B>
+inline void load_then_transpose(const uint32_t* p, typename B::U& r0, typename B::U& r1, typename B::U& r2,
+                                typename B::U& r3) {
+    r0 = B::load(p);
+    r1 = B::load(p + 4);
+    r2 = B::load(p + 8);
+    r3 = B::load(p + 12);
+    B::transpose(r0, r1, r2, r3);
+}
+
 }  // namespace detail
 
 // min/max that propagate NaN and order -0.0 below +0.0, as the vector unit does.
@@ -188,11 +200,7 @@ struct Portable {
 
     // Sixteen words, transposed on the way in: lane j of r_k is p[4j + k].
     static void load_transposed(const uint32_t* p, U& r0, U& r1, U& r2, U& r3) {
-        r0 = load(p);
-        r1 = load(p + 4);
-        r2 = load(p + 8);
-        r3 = load(p + 12);
-        transpose(r0, r1, r2, r3);
+        detail::load_then_transpose<Portable>(p, r0, r1, r2, r3);
     }
 
     // Twelve words split three ways on the way in and joined on the way out:

@@ -9,6 +9,8 @@
 
 #include <cstdint>
 
+#include "simd/vec4_portable.h"
+
 namespace kevra {
 namespace simd {
 
@@ -145,11 +147,7 @@ struct Sse {
         r3.v = _mm_unpackhi_epi64(t1, t3);
     }
     static void load_transposed(const uint32_t* p, U& r0, U& r1, U& r2, U& r3) {
-        r0 = load(p);
-        r1 = load(p + 4);
-        r2 = load(p + 8);
-        r3 = load(p + 12);
-        transpose(r0, r1, r2, r3);
+        detail::load_then_transpose<Sse>(p, r0, r1, r2, r3);
     }
 
     // Each output gathers its lanes from the three loaded vectors with two
