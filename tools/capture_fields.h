@@ -11,7 +11,7 @@ namespace kevra_tool {
 
 enum class FieldKind { Int32, Float };
 
-struct FieldSpec {
+struct FieldDef {
     const char* name;
     FieldKind kind;
     size_t offset;  // within its record
@@ -21,7 +21,7 @@ struct FieldSpec {
 #define KEVRA_FIELD(record, name, kind, count) {#name, FieldKind::kind, offsetof(record, name), count}
 
 // start_time is a pointer in the record; the capture holds its one element.
-inline constexpr FieldSpec kParameterFields[] = {
+inline constexpr FieldDef kParameterFields[] = {
     KEVRA_FIELD(kevra_parameter, ratio_index, Int32, 1),
     KEVRA_FIELD(kevra_parameter, ratio_table, Float, 4),
     KEVRA_FIELD(kevra_parameter, row_num, Int32, 1),
@@ -30,7 +30,7 @@ inline constexpr FieldSpec kParameterFields[] = {
     KEVRA_FIELD(kevra_parameter, line_time, Float, 1),
 };
 
-inline constexpr FieldSpec kConfigFields[] = {
+inline constexpr FieldDef kConfigFields[] = {
     KEVRA_FIELD(kevra_config, high_full_scale, Int32, 1),
     KEVRA_FIELD(kevra_config, mains_frequency, Int32, 1),
     KEVRA_FIELD(kevra_config, outlier_threshold, Int32, 1),
@@ -60,7 +60,7 @@ inline constexpr FieldSpec kConfigFields[] = {
     KEVRA_FIELD(kevra_config, max_iterations, Int32, 1),
 };
 
-inline constexpr FieldSpec kConfidenceInputFields[] = {
+inline constexpr FieldDef kConfidenceInputFields[] = {
     KEVRA_FIELD(kevra_confidence_idx_input, angle_offset, Float, 3),
     KEVRA_FIELD(kevra_confidence_idx_input, angle_rate, Float, 3),
     KEVRA_FIELD(kevra_confidence_idx_input, line_time, Float, 1),

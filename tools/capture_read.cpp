@@ -47,9 +47,9 @@ struct Reader {
         return f;
     }
 
-    void store(const FieldSpec& spec, const Json& v, const std::string& field, void* record, int index) const {
-        unsigned char* at = static_cast<unsigned char*>(record) + spec.offset + 4 * size_t(index);
-        if (spec.kind == FieldKind::Int32) {
+    void store(const FieldDef& def, const Json& v, const std::string& field, void* record, int index) const {
+        unsigned char* at = static_cast<unsigned char*>(record) + def.offset + 4 * size_t(index);
+        if (def.kind == FieldKind::Int32) {
             const int32_t x = int32(v, field);
             std::memcpy(at, &x, 4);
         } else {
@@ -59,7 +59,7 @@ struct Reader {
     }
 
     template <size_t N>
-    void section(const Json& doc, const char* name, const FieldSpec (&specs)[N], void* record,
+    void section(const Json& doc, const char* name, const FieldDef (&defs)[N], void* record,
                  const char* extra_scalar = nullptr, float* extra = nullptr) const {
         const auto it = doc.find(name);
         if (it == doc.end()) return;
@@ -70,19 +70,19 @@ struct Reader {
                 *extra = real(value, field);
                 continue;
             }
-            const FieldSpec* spec = nullptr;
-            for (const FieldSpec& s : specs)
-                if (key == s.name) spec = &s;
-            if (spec == nullptr) fail(field, "unknown field");
-            if (spec->count == 1) {
-                store(*spec, value, field, record, 0);
+            const FieldDef* def = nullptr;
+            for (const FieldDef& s : defs)
+                if (key == s.name) def = &s;
+            if (def == nullptr) fail(field, "unknown field");
+            if (def->count == 1) {
+                store(*def, value, field, record, 0);
                 continue;
             }
-            if (!value.is_array() || value.size() != size_t(spec->count))
-                fail(field, "expected an array of " + std::to_string(spec->count) + " numbers, got " +
+            if (!value.is_array() || value.size() != size_t(def->count))
+                fail(field, "expected an array of " + std::to_string(def->count) + " numbers, got " +
                                 (value.is_array() ? std::to_string(value.size()) + " elements" : type_name(value)));
-            for (int i = 0; i < spec->count; ++i)
-                store(*spec, value[size_t(i)], field + "[" + std::to_string(i) + "]", record, i);
+            for (int i = 0; i < def->count; ++i)
+                store(*def, value[size_t(i)], field + "[" + std::to_string(i) + "]", record, i);
         }
     }
 

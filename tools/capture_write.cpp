@@ -13,9 +13,9 @@
 namespace kevra_tool {
 namespace {
 
-Json field_value(const FieldSpec& spec, const void* record, int index) {
-    const unsigned char* at = static_cast<const unsigned char*>(record) + spec.offset + 4 * size_t(index);
-    if (spec.kind == FieldKind::Int32) {
+Json field_value(const FieldDef& def, const void* record, int index) {
+    const unsigned char* at = static_cast<const unsigned char*>(record) + def.offset + 4 * size_t(index);
+    if (def.kind == FieldKind::Int32) {
         int32_t x;
         std::memcpy(&x, at, 4);
         return x;
@@ -27,20 +27,20 @@ Json field_value(const FieldSpec& spec, const void* record, int index) {
 
 // Fields whose bytes equal those of `defaults` are left out (all when defaults is null).
 template <size_t N>
-Json section(const FieldSpec (&specs)[N], const void* record, const void* defaults) {
+Json section(const FieldDef (&defs)[N], const void* record, const void* defaults) {
     Json out = Json::object();
-    for (const FieldSpec& spec : specs) {
-        const size_t bytes = 4 * size_t(spec.count);
+    for (const FieldDef& def : defs) {
+        const size_t bytes = 4 * size_t(def.count);
         if (defaults != nullptr &&
-            std::memcmp(static_cast<const char*>(record) + spec.offset,
-                        static_cast<const char*>(defaults) + spec.offset, bytes) == 0)
+            std::memcmp(static_cast<const char*>(record) + def.offset,
+                        static_cast<const char*>(defaults) + def.offset, bytes) == 0)
             continue;
-        if (spec.count == 1) {
-            out[spec.name] = field_value(spec, record, 0);
+        if (def.count == 1) {
+            out[def.name] = field_value(def, record, 0);
         } else {
             Json array = Json::array();
-            for (int i = 0; i < spec.count; ++i) array.push_back(field_value(spec, record, i));
-            out[spec.name] = array;
+            for (int i = 0; i < def.count; ++i) array.push_back(field_value(def, record, i));
+            out[def.name] = array;
         }
     }
     return out;
