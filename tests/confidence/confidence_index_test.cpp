@@ -17,7 +17,7 @@ using kevra_test::from_bits;
 using kevra_test::SameBits;
 using Debug = kevra_confidence_idx_debug_output;
 
-// Before the call: a debug record no call may leave as it is once enabled.
+// The debug record before a call: enabled, with values that no call writes.
 constexpr Debug kUntouched{1, -1, 9, 9, 9, -1.0f, -1.0f};
 
 // Offset 100, amplitude1 10, margin 2, weight norm 1 x 2 and every angle 0:
@@ -100,8 +100,7 @@ TEST(ConfidenceIndex, WritesHandComputedResultsAndNothingWhenRefused) {
         // e = 9 at row 1 stays in the five-row windows up to row 5; zone 1's mean 6.25 beats zone 4's 5.
         {"window", 7, [](Call& c) { c.set(1, 4, 93.0f); c.set(6, 4, 91.0f); c.set(3, 1, 92.5f); },
          {1, 1, 5, 4, 1, 9.0f, 6.25f}, 3600000.0f},
-        {"NaN weight", 1, nan_weight_run,
-         {1, 1, 0, 2, 2, 0x1.1a3d56p+2f, 0x1.1a3d56p+2f}, 0x1.72f126p+29f},
+        {"NaN weight", 1, nan_weight_run, {1, 1, 0, 2, 2, 0x1.1a3d56p+2f, 0x1.1a3d56p+2f}, 0x1.72f126p+29f},
         {"no input", 1, [](Call& c) { worked_row(c); c.passed[0] = false; }, kUntouched, -1.0f},
         {"no result", 1, [](Call& c) { worked_row(c); c.passed[1] = false; }, kUntouched, -1.0f},
         {"no output", 1, [](Call& c) { worked_row(c); c.passed[2] = false; }, kUntouched, -1.0f},

@@ -61,6 +61,7 @@ TEST(ConfidenceRows, EveryBackendFollowsTheRowByRowRulesForEveryRowCount) {
         for (int32_t row_num : {-5, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 255, 256}) {
             const bool wild = n(8) == 0;
             const uint32_t amp = wild ? 1u << 23 : 1u << 14;
+            // Steps, phases, amplitudes, offset, a1, lo_min, lo_max, hi_min, hi_max, inv_norm, y_step, y0.
             const ConfidenceConstants k{
                 {n(368640), n(368640), n(368640)}, {n(92160) - 46080, n(92160) - 46080, n(92160) - 46080},
                 {n(amp), n(amp) - 4096, n(amp) - 4096}, 102400, 12.0f * u(rng),

@@ -29,6 +29,7 @@ TEST(DefaultTuning, ReportsFlickerExactlyWhenTheLampFlickersAndRecoversTheRipple
     std::unique_ptr<QORKEVRA, void (*)(QORKEVRA*)> detector(QORKEVRA::createInstance(),
                                                             [](QORKEVRA* d) { d->destroyInstance(d); });
     for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "seed " << c.seed);
         kevra_tool::Scene s = kevra_tool::builtin_sample_scene();
         s.zone_gain = {1, 1, 1, 1, 1, 1};
         s.mains_frequency = c.mains;
@@ -39,18 +40,18 @@ TEST(DefaultTuning, ReportsFlickerExactlyWhenTheLampFlickersAndRecoversTheRipple
         s.seed = c.seed;
         const kevra_tool::DetectionReport r = kevra_tool::detect(*detector, kevra_tool::synthesize(s), "scene");
         const kevra_tool::ChannelReport& ch = r.channels[1];
-        EXPECT_EQ(r.flicker_detected, c.flicker) << "seed " << c.seed << ", model range " << r.model_range;
-        for (const kevra_tool::ChannelReport& each : r.channels) EXPECT_GT(each.iterations, 0) << "seed " << c.seed;
+        EXPECT_EQ(r.flicker_detected, c.flicker) << "model range " << r.model_range;
+        for (const kevra_tool::ChannelReport& each : r.channels) EXPECT_GT(each.iterations, 0);
         if (!c.flicker) continue;
         const double period = 1e6 / (2.0 * s.mains_frequency), x = 3.14159265358979 * s.exposure_time / period;
         const double offset = s.level * s.channel_gain[1] / 1023.0;
         const double amplitude = offset * s.depth * 2.0 / 3.0 * std::sin(x) / x;
-        EXPECT_NEAR(ch.amplitude[0], amplitude, 0.03 * amplitude) << "seed " << c.seed;
-        EXPECT_NEAR(ch.offset, offset, 0.002 * offset) << "seed " << c.seed;
+        EXPECT_NEAR(ch.amplitude[0], amplitude, 0.03 * amplitude);
+        EXPECT_NEAR(ch.offset, offset, 0.002 * offset);
         const double lag = 5.0 * s.line_time - s.mains_phase;
-        EXPECT_LT(std::fabs(std::remainder(double(ch.phase[0]) - lag, period)), 0.02 * period) << "seed " << c.seed;
-        EXPECT_LT(r.confidence_debug.mean_error, 9.0 / (1024 * 1024)) << "seed " << c.seed;  // 3 Q10 units
-        EXPECT_LT(r.confidence_debug.peak_error, 5 * 16.0 / (1024 * 1024)) << "seed " << c.seed;  // 5 rows of 4
+        EXPECT_LT(std::fabs(std::remainder(double(ch.phase[0]) - lag, period)), 0.02 * period);
+        EXPECT_LT(r.confidence_debug.mean_error, 9.0 / (1024 * 1024));  // 3 Q10 units
+        EXPECT_LT(r.confidence_debug.peak_error, 5 * 16.0 / (1024 * 1024));  // 5 rows of 4
     }
 }
 
