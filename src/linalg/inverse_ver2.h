@@ -18,7 +18,7 @@ using AugmentedRows = typename V::F[kInverseOrder][4];
 // One pivot column: first nonzero candidate (NaN counts, both zeros do not),
 // exchange, true division, then fused elimination of every other row.
 template <class V, int K>
-inline void gauss_jordan_step(AugmentedRows<V>& w) {
+KEVRA_ALWAYS_INLINE void gauss_jordan_step(AugmentedRows<V>& w) {
     constexpr int vec = K / 4, lane = K % 4;
     int p = K;
     for (int r = K; r < kInverseOrder; ++r) {
@@ -40,7 +40,7 @@ inline void gauss_jordan_step(AugmentedRows<V>& w) {
 }
 
 template <class V, int... K>
-inline void gauss_jordan_steps(AugmentedRows<V>& w, std::integer_sequence<int, K...>) {
+KEVRA_ALWAYS_INLINE void gauss_jordan_steps(AugmentedRows<V>& w, std::integer_sequence<int, K...>) {
     (gauss_jordan_step<V, K>(w), ...);
 }
 

@@ -69,17 +69,6 @@ struct NormalPassEntries {
 template <int Pass>
 inline constexpr NormalPassEntries<Pass> kNormalPassEntries{};
 
-// Calls step(k) for k = 0, 4, ..., whole_end - 4, two vectors per loop step.
-template <class Step>
-inline void for_each_vector(int whole_end, Step step) {
-    int k = 0;
-    for (; k + 8 <= whole_end; k += 8) {
-        step(k);
-        step(k + 4);
-    }
-    if (k < whole_end) step(k);
-}
-
 // Calls body(acc...) with one zero vector per index. Accumulators that are
 // separate parameters stay in registers across a sample loop; an array of them
 // would be kept in memory.
@@ -105,13 +94,17 @@ inline void accumulate_normal_pass(const float (*design)[256], int whole_end, ty
                                    std::index_sequence<N...> entries) {
     constexpr const NormalPassEntries<Pass>& pass = kNormalPassEntries<Pass>;
     with_zero_accumulators<V>(entries, [&](auto... acc) {
-        for_each_vector(whole_end, [&](int k) {
+        // The loop body is written out here rather than passed in as a lambda
+        // that captures the accumulators: a compiler that declines to inline it
+        // would keep them in memory.
+#pragma GCC unroll 2
+        for (int k = 0; k < whole_end; k += 4) {
             typename V::F d[kUnknowns];  // rows this pass does not read are never loaded
             for (int r = 0; r < kUnknowns; ++r) d[r] = V::load(design[r] + k);
             ((acc = V::fma(acc, d[kNormalEntryTable.entry[pass.entry[N]].i],
                            d[kNormalEntryTable.entry[pass.entry[N]].j])),
              ...);
-        });
+        }
         ((partial[pass.entry[N]] = acc), ...);
     });
 }
@@ -168,10 +161,10 @@ inline void accumulate_corrections(const float (*design)[256], int whole_end, co
     with_zero_accumulators<V>(unknowns, [&](auto... acc) {
         for (int r = 0; r < kUnknowns; ++r) {
             const float* row = design[r];
-            const float* weight = inverse[r];
+            const typename V::F weight[2] = {V::load(inverse[r]), V::load(inverse[r] + 4)};
             const auto step = [&](typename V::F d, typename V::F e) {
                 const typename V::F t = V::mul(d, e);
-                ((acc = V::fma(acc, V::dup(weight[U]), t)), ...);
+                ((acc = V::fma(acc, V::template dup_lane<U % 4>(weight[U / 4]), t)), ...);
             };
             int k = 0;
             for (; k + 16 <= whole_end; k += 16) {

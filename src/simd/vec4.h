@@ -24,6 +24,15 @@
 #define KEVRA_SIMD_HAVE_SSE 0
 #endif
 
+// For the small helpers of a kernel that take vectors, or arrays of them, by
+// reference: out of line, those vectors would live in memory. Compilers differ
+// in when they inline such helpers by themselves.
+#if defined(__GNUC__)
+#define KEVRA_ALWAYS_INLINE inline __attribute__((always_inline))
+#else
+#define KEVRA_ALWAYS_INLINE inline
+#endif
+
 namespace kevra {
 namespace simd {
 

@@ -31,6 +31,9 @@ struct Neon {
     static void store2_high(uint32_t* p, U a) { vst1_u32(p, vget_high_u32(a)); }
 
     static F dup(float x) { return vdupq_n_f32(x); }
+    // A multiply by dup_lane folds into the by-element form of the instruction.
+    template <int L>
+    static F dup_lane(F a) { return vdupq_laneq_f32(a, L); }
     static I dup(int32_t x) { return vdupq_n_s32(x); }
     static U dup(uint32_t x) { return vdupq_n_u32(x); }
     static F set(float a, float b, float c, float d) {
@@ -142,7 +145,10 @@ struct Neon {
         b = t.val[1];
         c = t.val[2];
     }
-    static void store_interleave3(uint32_t* p, U a, U b, U c) { vst3q_u32(p, uint32x4x3_t{{a, b, c}}); }
+    static void store_interleave3(uint32_t* p, U a, U b, U c) {
+        const uint32x4x3_t abc{{a, b, c}};  // clang's vst3q_u32 is a macro: no braces in its arguments
+        vst3q_u32(p, abc);
+    }
     // Even lanes of a:b (a0, a2, b0, b2) and odd lanes (a1, a3, b1, b3).
     static U unzip_low(U a, U b) { return vuzp1q_u32(a, b); }
     static U unzip_high(U a, U b) { return vuzp2q_u32(a, b); }

@@ -101,6 +101,8 @@ struct Portable {
     static void store2_high(uint32_t* p, U a) { p[0] = a.v[2]; p[1] = a.v[3]; }
 
     static F dup(float x) { return F{{x, x, x, x}}; }
+    template <int L>
+    static F dup_lane(F a) { return dup(a.v[L]); }
     static I dup(int32_t x) { return I{{x, x, x, x}}; }
     static U dup(uint32_t x) { return U{{x, x, x, x}}; }
     static F set(float a, float b, float c, float d) { return F{{a, b, c, d}}; }

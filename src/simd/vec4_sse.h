@@ -40,6 +40,8 @@ struct Sse {
     }
 
     static F dup(float x) { return F{_mm_set1_ps(x)}; }
+    template <int L>
+    static F dup_lane(F a) { return F{_mm_shuffle_ps(a.v, a.v, L * 0x55)}; }
     static I dup(int32_t x) { return I{_mm_set1_epi32(x)}; }
     static U dup(uint32_t x) { return U{_mm_set1_epi32(static_cast<int32_t>(x))}; }
     static F set(float a, float b, float c, float d) { return F{_mm_setr_ps(a, b, c, d)}; }
