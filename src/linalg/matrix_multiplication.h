@@ -9,6 +9,7 @@
 #define KEVRA_LINALG_MATRIX_MULTIPLICATION_H
 
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "simd/vec4.h"
@@ -34,47 +35,63 @@ struct NormalEntryTable {
 
 inline constexpr NormalEntryTable kNormalEntryTable{};
 
-// The 28 accumulators and the design rows they read must stay in vector
-// registers, so the entries are accumulated in passes over the samples, each
-// pass holding its entries and the rows they need: on aarch64 (32 registers)
-// rows 0..4 with their 15 entries, then the 13 entries of rows 5 and 6 with all
-// seven rows; elsewhere (16 registers) at most 16 of both per pass.
-constexpr int normal_pass([[maybe_unused]] int i, int j) {
-#if defined(__aarch64__)
-    return j < 5 ? 0 : 1;
-#else
-    if (j < 4) return 0;                 // rows 0..3: 10 entries
-    if (i < 2 || i == 4 || i == 5) return 1;  // rows 0, 1, 4, 5, 6: 11 entries
-    return 2;                            // rows 2..6: 7 entries
-#endif
+constexpr int normal_entry_index(int i, int j) {
+    if (i > j) return normal_entry_index(j, i);
+    return i * kUnknowns - i * (i - 1) / 2 + (j - i);
 }
 
-constexpr int kNormalPasses = [] {
-    int passes = 0;
-    for (const NormalEntry& n : kNormalEntryTable.entry)
-        passes = normal_pass(n.i, n.j) + 1 > passes ? normal_pass(n.i, n.j) + 1 : passes;
-    return passes;
-}();
+// The normal matrix is accumulated as fourteen products of vector pairs
+// (V::P, two independent groups of four lanes): the pair of rows (a_lo, a_hi)
+// times the pair (b_lo, b_hi) accumulates the entries (a_lo, b_lo) and
+// (a_hi, b_hi) at once; a product commutes, so (j, i) is entry (i, j).
+//
+// Few pairs of two different rows are needed: (0,1), (2,3), (4,5), (2,6) and
+// (0,4), each a shuffle per vector on an eight-lane machine, where a pair of
+// one row is a plain broadcast load. Pass 0 reads all seven rows, pass 1 only
+// rows 0..4; the accumulators and operands of a pass fit the registers (28 of
+// 32 on aarch64, 12 of 16 on x86-64).
+struct NormalProduct {
+    int a_lo, a_hi, b_lo, b_hi, pass;
+};
+
+inline constexpr NormalProduct kNormalProducts[] = {
+    {6, 6, 0, 1, 0}, {6, 6, 2, 3, 0}, {6, 6, 4, 5, 0}, {5, 5, 0, 1, 0}, {5, 5, 2, 3, 0},
+    {5, 5, 4, 5, 0}, {2, 6, 2, 6, 0}, {4, 4, 0, 1, 1}, {4, 4, 2, 3, 1}, {3, 3, 0, 1, 1},
+    {3, 3, 2, 3, 1}, {2, 2, 0, 1, 1}, {1, 1, 0, 1, 1}, {0, 4, 0, 4, 1},
+};
+constexpr int kNormalPasses = 2;
+
+constexpr bool products_cover_each_entry_once() {
+    int hits[kNormalEntries] = {};
+    for (const NormalProduct& p : kNormalProducts) {
+        ++hits[normal_entry_index(p.a_lo, p.b_lo)];
+        ++hits[normal_entry_index(p.a_hi, p.b_hi)];
+    }
+    for (int h : hits)
+        if (h != 1) return false;
+    return true;
+}
+static_assert(products_cover_each_entry_once(), "every normal entry comes from exactly one product");
 
 template <int Pass>
-struct NormalPassEntries {
+struct NormalPassProducts {
     int count = 0;
-    int entry[kNormalEntries] = {};
-    constexpr NormalPassEntries() {
-        for (int e = 0; e < kNormalEntries; ++e)
-            if (normal_pass(kNormalEntryTable.entry[e].i, kNormalEntryTable.entry[e].j) == Pass) entry[count++] = e;
+    NormalProduct product[std::size(kNormalProducts)] = {};
+    constexpr NormalPassProducts() {
+        for (const NormalProduct& p : kNormalProducts)
+            if (p.pass == Pass) product[count++] = p;
     }
 };
 
 template <int Pass>
-inline constexpr NormalPassEntries<Pass> kNormalPassEntries{};
+inline constexpr NormalPassProducts<Pass> kNormalPassProducts{};
 
-// Calls body(acc...) with one zero vector per index. Accumulators that are
+// Calls body(acc...) with one copy of zero per index. Accumulators that are
 // separate parameters stay in registers across a sample loop; an array of them
 // would be kept in memory.
-template <class V, class Body, size_t... N>
-inline void with_zero_accumulators(std::index_sequence<N...>, Body body) {
-    body((static_cast<void>(N), V::dup(0.0f))...);
+template <class T, class Body, size_t... N>
+inline void with_accumulators(std::index_sequence<N...>, T zero, Body body) {
+    body((static_cast<void>(N), zero)...);
 }
 
 // (p0 + p1) + (p2 + p3) of four partial-sum vectors at once: lane q of the
@@ -91,9 +108,10 @@ inline typename V::F combine_partial_sums(typename V::F p0, typename V::F p1, ty
 // into partial[entry].
 template <class V, int Pass, size_t... N>
 inline void accumulate_normal_pass(const float (*design)[256], int whole_end, typename V::F* partial,
-                                   std::index_sequence<N...> entries) {
-    constexpr const NormalPassEntries<Pass>& pass = kNormalPassEntries<Pass>;
-    with_zero_accumulators<V>(entries, [&](auto... acc) {
+                                   std::index_sequence<N...> products) {
+    constexpr const NormalPassProducts<Pass>& pass = kNormalPassProducts<Pass>;
+    const typename V::F zero = V::dup(0.0f);
+    with_accumulators(products, V::pair(zero, zero), [&](auto... acc) {
         // The loop body is written out here rather than passed in as a lambda
         // that captures the accumulators: a compiler that declines to inline it
         // would keep them in memory.
@@ -101,11 +119,13 @@ inline void accumulate_normal_pass(const float (*design)[256], int whole_end, ty
         for (int k = 0; k < whole_end; k += 4) {
             typename V::F d[kUnknowns];  // rows this pass does not read are never loaded
             for (int r = 0; r < kUnknowns; ++r) d[r] = V::load(design[r] + k);
-            ((acc = V::fma(acc, d[kNormalEntryTable.entry[pass.entry[N]].i],
-                           d[kNormalEntryTable.entry[pass.entry[N]].j])),
+            ((acc = V::fma(acc, V::pair(d[pass.product[N].a_lo], d[pass.product[N].a_hi]),
+                           V::pair(d[pass.product[N].b_lo], d[pass.product[N].b_hi]))),
              ...);
         }
-        ((partial[pass.entry[N]] = acc), ...);
+        ((partial[normal_entry_index(pass.product[N].a_lo, pass.product[N].b_lo)] = V::low(acc),
+          partial[normal_entry_index(pass.product[N].a_hi, pass.product[N].b_hi)] = V::high(acc)),
+         ...);
     });
 }
 
@@ -113,7 +133,7 @@ template <class V, int... P>
 inline void accumulate_normal_passes(const float (*design)[256], int whole_end, typename V::F* partial,
                                      std::integer_sequence<int, P...>) {
     (accumulate_normal_pass<V, P>(design, whole_end, partial,
-                                  std::make_index_sequence<static_cast<size_t>(kNormalPassEntries<P>.count)>{}),
+                                  std::make_index_sequence<static_cast<size_t>(kNormalPassProducts<P>.count)>{}),
      ...);
 }
 
@@ -154,29 +174,46 @@ void form_normal_matrix(const float (*design)[256], int row_num, int unknown_num
 // design[7][k]), the product rounded to single before the fused multiply-add.
 // Each product feeds all seven accumulators, so design is traversed once per r.
 // With row_num = 0 no term exists and the inverse is never read into a sum.
-template <class V, size_t... U>
+template <class V>
 inline void accumulate_corrections(const float (*design)[256], int whole_end, const float (*inverse)[8],
-                                   typename V::F* partial, std::index_sequence<U...> unknowns) {
+                                   typename V::F* partial) {
+    using F = typename V::F;
+    using P = typename V::P;
     const float* residual = design[kUnknowns];
-    with_zero_accumulators<V>(unknowns, [&](auto... acc) {
-        for (int r = 0; r < kUnknowns; ++r) {
-            const float* row = design[r];
-            const typename V::F weight[2] = {V::load(inverse[r]), V::load(inverse[r] + 4)};
-            const auto step = [&](typename V::F d, typename V::F e) {
-                const typename V::F t = V::mul(d, e);
-                ((acc = V::fma(acc, V::template dup_lane<U % 4>(weight[U / 4]), t)), ...);
-            };
-            int k = 0;
-            for (; k + 16 <= whole_end; k += 16) {
-                typename V::F d[4], e[4];
-                V::load_x4(row + k, d);
-                V::load_x4(residual + k, e);
-                for (int q = 0; q < 4; ++q) step(d[q], e[q]);
-            }
-            for (; k < whole_end; k += 4) step(V::load(row + k), V::load(residual + k));
+    const F zero = V::dup(0.0f);
+    // Unknowns 0..5 in pairs, unknown 6 alone.
+    P acc01 = V::pair(zero, zero), acc23 = acc01, acc45 = acc01;
+    F acc6 = zero;
+    for (int r = 0; r < kUnknowns; ++r) {
+        const float* row = design[r];
+        const F w0 = V::load(inverse[r]), w1 = V::load(inverse[r] + 4);
+        const P w01 = V::pair(V::template dup_lane<0>(w0), V::template dup_lane<1>(w0));
+        const P w23 = V::pair(V::template dup_lane<2>(w0), V::template dup_lane<3>(w0));
+        const P w45 = V::pair(V::template dup_lane<0>(w1), V::template dup_lane<1>(w1));
+        const F w6 = V::template dup_lane<2>(w1);
+        const auto step = [&](F d, F e) {
+            const F t = V::mul(d, e);
+            const P tt = V::pair(t, t);
+            acc01 = V::fma(acc01, w01, tt);
+            acc23 = V::fma(acc23, w23, tt);
+            acc45 = V::fma(acc45, w45, tt);
+            acc6 = V::fma(acc6, w6, t);
+        };
+        int k = 0;
+        for (; k + 16 <= whole_end; k += 16) {
+            F d[4], e[4];
+            V::load_x4(row + k, d);
+            V::load_x4(residual + k, e);
+            for (int q = 0; q < 4; ++q) step(d[q], e[q]);
         }
-        ((partial[U] = acc), ...);
-    });
+        for (; k < whole_end; k += 4) step(V::load(row + k), V::load(residual + k));
+    }
+    const P acc[3] = {acc01, acc23, acc45};
+    for (int g = 0; g < 3; ++g) {
+        partial[2 * g] = V::low(acc[g]);
+        partial[2 * g + 1] = V::high(acc[g]);
+    }
+    partial[6] = acc6;
 }
 
 template <class V>
@@ -186,7 +223,7 @@ void apply_inverse(const float (*design)[256], int row_num, const float (*invers
     const int whole_end = row_num / 4 * 4;
     F partial[8];
     partial[7] = V::dup(0.0f);
-    accumulate_corrections<V>(design, whole_end, inverse, partial, std::make_index_sequence<kUnknowns>{});
+    accumulate_corrections<V>(design, whole_end, inverse, partial);
     float s[8];
     V::store(s, combine_partial_sums<V>(partial[0], partial[1], partial[2], partial[3]));
     V::store(s + 4, combine_partial_sums<V>(partial[4], partial[5], partial[6], partial[7]));

@@ -17,7 +17,7 @@
 
 // The x86-64 backend needs hardware FMA: without it the portable backend's
 // per-lane fused multiply-add is as good as any emulation.
-#if defined(__x86_64__) && defined(__FMA__) && defined(__SSE4_1__) && !defined(KEVRA_SIMD_PORTABLE_ONLY)
+#if defined(__x86_64__) && defined(__FMA__) && defined(__AVX__) && defined(__SSE4_1__) && !defined(KEVRA_SIMD_PORTABLE_ONLY)
 #include "simd/vec4_sse.h"
 #define KEVRA_SIMD_HAVE_SSE 1
 #else

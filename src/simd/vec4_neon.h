@@ -180,6 +180,14 @@ struct Neon {
         out[2] = t.val[2];
         out[3] = t.val[3];
     }
+
+    // Two independent groups of four lanes: one instruction on machines with
+    // eight-lane registers, two here. The halves never mix.
+    struct P { F lo, hi; };
+    static P pair(F lo, F hi) { return P{lo, hi}; }
+    static F low(P a) { return a.lo; }
+    static F high(P a) { return a.hi; }
+    static P fma(P acc, P a, P b) { return P{fma(acc.lo, a.lo, b.lo), fma(acc.hi, a.hi, b.hi)}; }
 };
 
 }  // namespace simd
