@@ -3,7 +3,9 @@
 # compilers, CMake and Ninja, GoogleTest sources, the aarch64 cross compiler,
 # qemu's user-mode emulator, the tool's JSON and argument-parsing libraries,
 # pkg-config for the installed-package consumer test, and clang with its
-# fuzzer and sanitizer runtimes for the fuzz targets.
+# fuzzer and sanitizer runtimes for the fuzz targets. The aarch64 clang build
+# needs nothing more: clang brings its own arm_neon.h and uses the GCC cross
+# compiler's sysroot, runtime and GNU linker.
 set -euo pipefail
 
 packages=(cmake ninja-build g++ googletest g++-aarch64-linux-gnu qemu-user

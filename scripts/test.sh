@@ -1,16 +1,17 @@
 #!/usr/bin/env bash
-# Builds and runs every test suite: native x86-64, aarch64 NEON under qemu,
+# Builds and runs every test suite: native x86-64, aarch64 NEON under qemu
+# (built with GCC, and again with clang, the Android toolchain's compiler),
 # native under AddressSanitizer + UndefinedBehaviorSanitizer, a short run of
 # every fuzz target (scripts/fuzz.sh), and the concurrency tests under
 # ThreadSanitizer.
-# Usage: scripts/test.sh [native|aarch64|sanitize|fuzz|tsan ...]   (default: all five)
+# Usage: scripts/test.sh [native|aarch64|aarch64-clang|sanitize|fuzz|tsan ...]   (default: all six)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh
 
 jobs=$(nproc)
 suites=("$@")
-[ ${#suites[@]} -gt 0 ] || suites=(native aarch64 sanitize fuzz tsan)
+[ ${#suites[@]} -gt 0 ] || suites=(native aarch64 aarch64-clang sanitize fuzz tsan)
 fuzz_seconds=40
 
 configure() {
@@ -27,6 +28,8 @@ for suite in "${suites[@]}"; do
         native)   configure native -DCMAKE_BUILD_TYPE=Release ;;
         aarch64)  configure aarch64 -DCMAKE_BUILD_TYPE=Release \
                       -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/aarch64-linux-gnu.cmake" ;;
+        aarch64-clang) configure aarch64-clang -DCMAKE_BUILD_TYPE=Release \
+                      -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/aarch64-linux-gnu-clang.cmake" ;;
         sanitize) configure sanitize -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEVRA_SANITIZE=ON ;;
         fuzz)
             scripts/fuzz.sh "$fuzz_seconds"

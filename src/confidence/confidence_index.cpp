@@ -1,5 +1,7 @@
 // The confidence index: how well channel 1's fitted model, re-evaluated in
 // fixed point, explains the measured levels near it.
+#include <cmath>
+
 #include "confidence/confidence_constants.h"
 #include "confidence/confidence_rows.h"
 #include "kevra.h"
@@ -30,10 +32,13 @@ int32_t largest_zone(const float (&value)[6], float* largest) {
     return zone;
 }
 
-// amplitude * score * 40000, negatives raised to 0; a NaN stays NaN.
+// amplitude * score * 40000, negatives raised to 0; a NaN stays NaN and -0.0
+// stays -0.0. v < 0 is spelled out because clang 14 makes `v < 0 ? 0 : v` an
+// Arm FMAX, which turns -0.0 into +0.0.
 float scaled_index(float amplitude, float score) {
     const float v = (amplitude * score) * 40000.0f;
-    return v < 0.0f ? 0.0f : v;
+    const bool negative = std::signbit(v) && v != 0.0f && !std::isnan(v);
+    return negative ? 0.0f : v;
 }
 
 }  // namespace

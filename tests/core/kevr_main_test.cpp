@@ -48,14 +48,17 @@ TEST(KevrMain, RefusesWhatItCannotHoldAndWritesNothing) {
         [](Records& r) { r.r = nullptr; },
     };
     auto d = std::make_unique<Probe>(), detector_before = std::make_unique<Probe>();
+    // Byte copies of the whole detector, vtable pointer included (both are Probes).
+    const void* state = d.get();
+    void* state_before = detector_before.get();
     for (const auto& fault : faults) {
         auto run = std::make_unique<Records>(), run_before = std::make_unique<Records>();
         fault(*run);
         std::memcpy(static_cast<void*>(run_before.get()), run.get(), sizeof(Records));
-        std::memcpy(static_cast<void*>(detector_before.get()), d.get(), sizeof(Probe));
+        std::memcpy(state_before, state, sizeof(Probe));
         EXPECT_EQ(KEVRA_STATUS_INVALID_ARGUMENT, run->main(*d)) << "fault " << &fault - faults;
         EXPECT_EQ(0, std::memcmp(run_before.get(), run.get(), sizeof(Records))) << "fault " << &fault - faults;
-        EXPECT_EQ(0, std::memcmp(detector_before.get(), d.get(), sizeof(Probe))) << "fault " << &fault - faults;
+        EXPECT_EQ(0, std::memcmp(state_before, state, sizeof(Probe))) << "fault " << &fault - faults;
     }
 }
 
