@@ -89,26 +89,48 @@ struct ZoneLanes {
 
 }  // namespace confidence_detail
 
-// Rows 0..row_num-1 of channel 1 (words 6..11 of each 24-word row), the model
-// of four rows at a time; zones 0..3 in one vector, zones 4 and 5 in another.
+// Rows 0..row_num-1 of channel 1 (words 6..11 of each 24-word row), zones
+// 0..3 in one vector and zones 4 and 5 in another, the model and band of four
+// rows at a time. With 32 vector registers (aarch64) both groups' accumulators
+// stay in registers through one sweep over the rows. With 16 they would not:
+// there each group gets a sweep of its own over blocks of 64 rows whose models
+// and bands are computed first.
 template <class V>
 void accumulate_zone_rows(const ConfidenceConstants& k, int32_t row_num, const float* stat_level,
                           const uint32_t* stat_sum, ZoneTotals* out) {
+    using confidence_detail::RowBands;
     using confidence_detail::ZoneLanes;
-    ZoneLanes<V> low, high;
     const typename V::F inv_norm = V::dup(k.inv_norm);
-    for (int32_t i = 0; i < row_num;) {
-        const confidence_detail::RowBands b = confidence_detail::row_bands<V>(k, i);
-        const int32_t rows = row_num - i < 4 ? row_num - i : 4;
-        for (int32_t r = 0; r < rows; ++r) {
-            const size_t at = static_cast<size_t>(i + r) * 24 + 6;
-            const typename V::F model = V::dup(b.model[r]), lo = V::dup(b.lo[r]), hi = V::dup(b.hi[r]);
-            const typename V::I row = V::dup(i + r);
-            low.add_row(V::load(stat_level + at), V::load(stat_sum + at), model, lo, hi, inv_norm, row);
-            high.add_row(V::load2(stat_level + at + 4), V::load2(stat_sum + at + 4), model, lo, hi, inv_norm, row);
+    ZoneLanes<V> low, high;
+    const auto add_low = [&](size_t at, const RowBands& b, int r, typename V::I row) {
+        low.add_row(V::load(stat_level + at), V::load(stat_sum + at), V::dup(b.model[r]), V::dup(b.lo[r]),
+                    V::dup(b.hi[r]), inv_norm, row);
+    };
+    const auto add_high = [&](size_t at, const RowBands& b, int r, typename V::I row) {
+        high.add_row(V::load2(stat_level + at + 4), V::load2(stat_sum + at + 4), V::dup(b.model[r]),
+                     V::dup(b.lo[r]), V::dup(b.hi[r]), inv_norm, row);
+    };
+    // Rows first..end-1, the bands of rows i..i+3 from bands_at(i).
+    const auto sweep = [&](int32_t first, int32_t end, auto bands_at, auto... add) {
+        for (int32_t i = first; i < end; i += 4) {
+            const RowBands& b = bands_at(i);
+            const int rows = end - i < 4 ? end - i : 4;
+            for (int r = 0; r < rows; ++r) (add(static_cast<size_t>(i + r) * 24 + 6, b, r, V::dup(i + r)), ...);
         }
-        i += rows;
+    };
+#if defined(__aarch64__)
+    sweep(0, row_num, [&](int32_t i) { return confidence_detail::row_bands<V>(k, i); }, add_low, add_high);
+#else
+    constexpr int32_t kBlockRows = 64;
+    RowBands bands[kBlockRows / 4];
+    for (int32_t first = 0; first < row_num; first += kBlockRows) {
+        const int32_t end = row_num - first < kBlockRows ? row_num : first + kBlockRows;
+        for (int32_t i = first; i < end; i += 4) bands[(i - first) >> 2] = confidence_detail::row_bands<V>(k, i);
+        const auto stored = [&](int32_t i) -> const RowBands& { return bands[(i - first) >> 2]; };
+        sweep(first, end, stored, add_low);
+        sweep(first, end, stored, add_high);
     }
+#endif
     V::store(out->sum, low.sum);
     V::store2(out->sum + 4, high.sum);
     V::store(out->count, low.count);

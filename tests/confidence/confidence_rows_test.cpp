@@ -58,7 +58,7 @@ TEST(ConfidenceRows, EveryBackendFollowsTheRowByRowRulesForEveryRowCount) {
     std::uniform_real_distribution<float> u(-1.0f, 1.0f);
     const auto n = [&](uint32_t limit) { return static_cast<int32_t>(rng() % limit); };
     for (int trial = 0; trial < 40; ++trial) {
-        for (int32_t row_num : {-5, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 255, 256}) {
+        for (int32_t row_num : {-5, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 63, 64, 65, 131, 255, 256, 300}) {
             const bool wild = n(8) == 0;
             const uint32_t amp = wild ? 1u << 23 : 1u << 14;
             // Steps, phases, amplitudes, offset, a1, lo_min, lo_max, hi_min, hi_max, inv_norm, y_step, y0.
