@@ -102,16 +102,16 @@ void accumulate_zone_rows(const ConfidenceConstants& k, int32_t row_num, const f
     using confidence_detail::ZoneLanes;
     const typename V::F inv_norm = V::dup(k.inv_norm);
     ZoneLanes<V> low, high;
-    const auto add_low = [&](size_t at, const RowBands& b, int r, typename V::I row) {
+    const auto add_low = [&](size_t at, const RowBands& b, int r, typename V::I row) KEVRA_INLINE_LAMBDA {
         low.add_row(V::load(stat_level + at), V::load(stat_sum + at), V::dup(b.model[r]), V::dup(b.lo[r]),
                     V::dup(b.hi[r]), inv_norm, row);
     };
-    const auto add_high = [&](size_t at, const RowBands& b, int r, typename V::I row) {
+    const auto add_high = [&](size_t at, const RowBands& b, int r, typename V::I row) KEVRA_INLINE_LAMBDA {
         high.add_row(V::load2(stat_level + at + 4), V::load2(stat_sum + at + 4), V::dup(b.model[r]),
                      V::dup(b.lo[r]), V::dup(b.hi[r]), inv_norm, row);
     };
     // Rows first..end-1, the bands of rows i..i+3 from bands_at(i).
-    const auto sweep = [&](int32_t first, int32_t end, auto bands_at, auto... add) {
+    const auto sweep = [&](int32_t first, int32_t end, auto bands_at, auto... add) KEVRA_INLINE_LAMBDA {
         for (int32_t i = first; i < end; i += 4) {
             const RowBands& b = bands_at(i);
             const int rows = end - i < 4 ? end - i : 4;
@@ -119,14 +119,17 @@ void accumulate_zone_rows(const ConfidenceConstants& k, int32_t row_num, const f
         }
     };
 #if defined(__aarch64__)
-    sweep(0, row_num, [&](int32_t i) { return confidence_detail::row_bands<V>(k, i); }, add_low, add_high);
+    sweep(0, row_num, [&](int32_t i) KEVRA_INLINE_LAMBDA { return confidence_detail::row_bands<V>(k, i); },
+          add_low, add_high);
 #else
     constexpr int32_t kBlockRows = 64;
     RowBands bands[kBlockRows / 4];
     for (int32_t first = 0; first < row_num; first += kBlockRows) {
         const int32_t end = row_num - first < kBlockRows ? row_num : first + kBlockRows;
         for (int32_t i = first; i < end; i += 4) bands[(i - first) >> 2] = confidence_detail::row_bands<V>(k, i);
-        const auto stored = [&](int32_t i) -> const RowBands& { return bands[(i - first) >> 2]; };
+        const auto stored = [&](int32_t i) KEVRA_INLINE_LAMBDA -> const RowBands& {
+            return bands[(i - first) >> 2];
+        };
         sweep(first, end, stored, add_low);
         sweep(first, end, stored, add_high);
     }

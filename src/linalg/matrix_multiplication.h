@@ -111,7 +111,7 @@ inline void accumulate_normal_pass(const float (*design)[256], int whole_end, ty
                                    std::index_sequence<N...> products) {
     constexpr const NormalPassProducts<Pass>& pass = kNormalPassProducts<Pass>;
     const typename V::F zero = V::dup(0.0f);
-    with_accumulators(products, V::pair(zero, zero), [&](auto... acc) {
+    with_accumulators(products, V::pair(zero, zero), [&](auto... acc) KEVRA_INLINE_LAMBDA {
         // The loop body is written out here rather than passed in as a lambda
         // that captures the accumulators: a compiler that declines to inline it
         // would keep them in memory.
@@ -191,7 +191,7 @@ inline void accumulate_corrections(const float (*design)[256], int whole_end, co
         const P w23 = V::pair(V::template dup_lane<2>(w0), V::template dup_lane<3>(w0));
         const P w45 = V::pair(V::template dup_lane<0>(w1), V::template dup_lane<1>(w1));
         const F w6 = V::template dup_lane<2>(w1);
-        const auto step = [&](F d, F e) {
+        const auto step = [&](F d, F e) KEVRA_INLINE_LAMBDA {
             const F t = V::mul(d, e);
             const P tt = V::pair(t, t);
             acc01 = V::fma(acc01, w01, tt);

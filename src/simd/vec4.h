@@ -25,12 +25,15 @@
 #endif
 
 // For the small helpers of a kernel that take vectors, or arrays of them, by
-// reference: out of line, those vectors would live in memory. Compilers differ
-// in when they inline such helpers by themselves.
+// reference, and for lambdas that capture a kernel's accumulators: out of line,
+// those vectors would live in memory. Compilers differ in when they inline such
+// helpers by themselves (clang often declines where GCC does not).
 #if defined(__GNUC__)
 #define KEVRA_ALWAYS_INLINE inline __attribute__((always_inline))
+#define KEVRA_INLINE_LAMBDA __attribute__((always_inline))
 #else
 #define KEVRA_ALWAYS_INLINE inline
+#define KEVRA_INLINE_LAMBDA
 #endif
 
 namespace kevra {
