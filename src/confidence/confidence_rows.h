@@ -32,7 +32,7 @@ struct RowBands {
 // Integer lanes wrap, so rows past the last one (whose lanes go unused) and
 // products beyond the model's design range are harmless.
 template <class V>
-[[gnu::always_inline]] inline RowBands row_bands(const ConfidenceConstants& k, int32_t first_row) {
+KEVRA_ALWAYS_INLINE RowBands row_bands(const ConfidenceConstants& k, int32_t first_row) {
     using I = typename V::I;
     const I row = V::add(V::dup(first_row), V::set(0, 1, 2, 3));
     const I y = V::add(V::dup(k.y0), V::mul(row, V::dup(k.y_step)));
@@ -50,9 +50,10 @@ template <class V>
     return b;
 }
 
-// Accumulators of four zones (or of two, in lanes 0 and 1), with the residual
-// terms of the previous four rows for the five-row window.
-template <class V>
+// Accumulators of zones FirstZone.. (four from zone 0, or two from zone 4, in
+// lanes 0 and 1), with the residual terms of the previous four rows for the
+// five-row window.
+template <class V, int FirstZone>
 struct ZoneLanes {
     using F = typename V::F;
     using U = typename V::U;
@@ -64,8 +65,11 @@ struct ZoneLanes {
     I peak_row = V::dup(int32_t{-1});
     F e1 = V::dup(0.0f), e2 = V::dup(0.0f), e3 = V::dup(0.0f), e4 = V::dup(0.0f);  // e(i-1) .. e(i-4)
 
-    void add_row(const F& level, const U& zone_sum, const F& model, const F& lo, const F& hi, const F& inv_norm,
-                 const I& row) {
+    // One row; level_row and sum_row point at its channel 1 (word 6).
+    void add_row(const float* level_row, const uint32_t* sum_row, const F& model, const F& lo, const F& hi,
+                 const F& inv_norm, const I& row) {
+        const F level = FirstZone == 0 ? V::load(level_row) : V::load2(level_row + FirstZone);
+        const U zone_sum = FirstZone == 0 ? V::load(sum_row) : V::load2(sum_row + FirstZone);
         const F one = V::dup(1.0f);
         const U inside = V::bit_and(V::cmp_gt(level, lo), V::cmp_lt(level, hi));
         F w = V::mul(V::to_float(zone_sum), inv_norm);
@@ -101,26 +105,24 @@ void accumulate_zone_rows(const ConfidenceConstants& k, int32_t row_num, const f
     using confidence_detail::RowBands;
     using confidence_detail::ZoneLanes;
     const typename V::F inv_norm = V::dup(k.inv_norm);
-    ZoneLanes<V> low, high;
-    const auto add_low = [&](size_t at, const RowBands& b, int r, typename V::I row) KEVRA_INLINE_LAMBDA {
-        low.add_row(V::load(stat_level + at), V::load(stat_sum + at), V::dup(b.model[r]), V::dup(b.lo[r]),
-                    V::dup(b.hi[r]), inv_norm, row);
-    };
-    const auto add_high = [&](size_t at, const RowBands& b, int r, typename V::I row) KEVRA_INLINE_LAMBDA {
-        high.add_row(V::load2(stat_level + at + 4), V::load2(stat_sum + at + 4), V::dup(b.model[r]),
-                     V::dup(b.lo[r]), V::dup(b.hi[r]), inv_norm, row);
-    };
-    // Rows first..end-1, the bands of rows i..i+3 from bands_at(i).
-    const auto sweep = [&](int32_t first, int32_t end, auto bands_at, auto... add) KEVRA_INLINE_LAMBDA {
+    ZoneLanes<V, 0> low;
+    ZoneLanes<V, 4> high;
+    // Rows first..end-1 into each group of zones, the bands of rows i..i+3 from bands_at(i).
+    const auto sweep = [&](int32_t first, int32_t end, auto bands_at, auto&... zones) KEVRA_INLINE_LAMBDA {
         for (int32_t i = first; i < end; i += 4) {
             const RowBands& b = bands_at(i);
             const int rows = end - i < 4 ? end - i : 4;
-            for (int r = 0; r < rows; ++r) (add(static_cast<size_t>(i + r) * 24 + 6, b, r, V::dup(i + r)), ...);
+            for (int r = 0; r < rows; ++r) {
+                const size_t at = static_cast<size_t>(i + r) * 24 + 6;
+                (zones.add_row(stat_level + at, stat_sum + at, V::dup(b.model[r]), V::dup(b.lo[r]), V::dup(b.hi[r]),
+                               inv_norm, V::dup(i + r)),
+                 ...);
+            }
         }
     };
 #if defined(__aarch64__)
     sweep(0, row_num, [&](int32_t i) KEVRA_INLINE_LAMBDA { return confidence_detail::row_bands<V>(k, i); },
-          add_low, add_high);
+          low, high);
 #else
     constexpr int32_t kBlockRows = 64;
     RowBands bands[kBlockRows / 4];
@@ -130,8 +132,8 @@ void accumulate_zone_rows(const ConfidenceConstants& k, int32_t row_num, const f
         const auto stored = [&](int32_t i) KEVRA_INLINE_LAMBDA -> const RowBands& {
             return bands[(i - first) >> 2];
         };
-        sweep(first, end, stored, add_low);
-        sweep(first, end, stored, add_high);
+        sweep(first, end, stored, low);
+        sweep(first, end, stored, high);
     }
 #endif
     V::store(out->sum, low.sum);

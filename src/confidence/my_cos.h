@@ -58,7 +58,7 @@ inline constexpr CosTableSteps kCosTableSteps{};
 // (at the quarter turn itself, where the sign differs, the cosine is 0), and
 // the entry plus floor(step * f / 1024) is the interpolation of fixed_cos.
 template <class V>
-[[gnu::always_inline]] inline typename V::I fixed_cos_lanes(typename V::I angle) {
+KEVRA_ALWAYS_INLINE typename V::I fixed_cos_lanes(typename V::I angle) {
     using I = typename V::I;
     using U = typename V::U;
     const U a = V::abs(angle);

@@ -59,7 +59,11 @@ inline constexpr NormalProduct kNormalProducts[] = {
     {5, 5, 4, 5, 0}, {2, 6, 2, 6, 0}, {4, 4, 0, 1, 1}, {4, 4, 2, 3, 1}, {3, 3, 0, 1, 1},
     {3, 3, 2, 3, 1}, {2, 2, 0, 1, 1}, {1, 1, 0, 1, 1}, {0, 4, 0, 4, 1},
 };
-constexpr int kNormalPasses = 2;
+constexpr int kNormalPasses = [] {
+    int passes = 0;
+    for (const NormalProduct& p : kNormalProducts) passes = p.pass + 1 > passes ? p.pass + 1 : passes;
+    return passes;
+}();
 
 constexpr bool products_cover_each_entry_once() {
     int hits[kNormalEntries] = {};

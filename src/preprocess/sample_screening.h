@@ -30,10 +30,13 @@ void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int ro
     using I = typename V::I;
     const F ratio = V::dup(frame_ratio), missing = V::dup(kNoSampleLevel), zero = V::dup(0.0f);
     const F limit = V::dup(outlier_limit);
+    U count_totals = V::dup(0u), count_totals45 = V::dup(0u);  // channel 1: words 6..9, 10..11
     for (int row = 0; row < row_num; ++row) {
         U sums[6], counts[6];
         load_row_channels<V>(stat_sum + 24 * row, sums);
         load_row_channels<V>(stat_count + 24 * row, counts);
+        count_totals = V::add(count_totals, V::load(stat_count + 24 * row + 6));
+        count_totals45 = V::add(count_totals45, V::load2(stat_count + 24 * row + 10));
         F sum[6], count[6], level[6];
         U valid[6];
         F total = zero;  // the valid levels, added in zone order from 0.0
@@ -65,14 +68,8 @@ void screen_samples(const uint32_t* stat_sum, const uint32_t* stat_count, int ro
                                                row_level[row]);
         }
     }
-    // Channel 1's counts: words 6..9 and 10..11 of each row.
-    U totals[2] = {V::dup(0u), V::dup(0u)};
-    for (int row = 0; row < row_num; ++row) {
-        totals[0] = V::add(totals[0], V::load(stat_count + 24 * row + 6));
-        totals[1] = V::add(totals[1], V::load2(stat_count + 24 * row + 10));
-    }
-    V::store(count_sum, totals[0]);
-    V::store2(count_sum + 4, totals[1]);
+    V::store(count_sum, count_totals);
+    V::store2(count_sum + 4, count_totals45);
 }
 
 }  // namespace kevra
