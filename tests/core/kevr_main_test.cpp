@@ -14,22 +14,23 @@ namespace {
 
 using kevra_test::FlickerRun;
 
-// A refusal leaves the records, the streams, the buffers and the detector as they were.
+// A refusal leaves the records, the streams, the buffers and the detector, which holds the
+// state of the runs before it, as they were.
 TEST(KevrMain, RefusesIndicesPastTheirLimitsAndWritesNothing) {
     const struct {
         int32_t status;
         std::function<void(FlickerRun&)> change;
     } cases[] = {
+        {KEVRA_STATUS_OK, [](FlickerRun& r) { r.param.ratio_index = 2, r.param.ratio_table[3] = 1.0f; }},
         {KEVRA_STATUS_INVALID_ARGUMENT, [](FlickerRun& r) { r.param.row_num = 257; }},
         {KEVRA_STATUS_INVALID_ARGUMENT, [](FlickerRun& r) { r.param.ratio_index = -1; }},
         {KEVRA_STATUS_INVALID_ARGUMENT, [](FlickerRun& r) { r.param.ratio_index = 3; }},
         {KEVRA_STATUS_INVALID_ARGUMENT, [](FlickerRun& r) { r.param.start_time = nullptr; }},
-        {KEVRA_STATUS_OK, [](FlickerRun& r) { r.param.ratio_index = 2; }},
         {KEVRA_STATUS_OK, [](FlickerRun& r) { r.param.row_num = 0, r.stat = {}, r.result = {}; }},
     };
+    auto d = std::make_unique<kevra_test::Probe>(), d_before = std::make_unique<kevra_test::Probe>();
     for (const auto& c : cases) {
         auto run = std::make_unique<FlickerRun>(256, 50, 0.1, 1), run_before = std::make_unique<FlickerRun>(*run);
-        auto d = std::make_unique<kevra_test::Probe>(), d_before = std::make_unique<kevra_test::Probe>();
         c.change(*run);
         std::memcpy(static_cast<void*>(run_before.get()), run.get(), sizeof(FlickerRun));
         std::memcpy(static_cast<void*>(d_before.get()), d.get(), sizeof(kevra_test::Probe));
