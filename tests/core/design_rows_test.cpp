@@ -26,11 +26,9 @@ void reference_rows(const kevra::HarmonicTable t[3], const kevra::ModelTerms& m,
             float s = std::fma(t[h].sin_lane[k], m.start_cos[h], t[h].cos_lane[k] * m.start_sin[h]);
             for (int g = 0; g < i / 4; ++g) {
                 const float rotated = std::fma(-s, t[h].rot_sin, c * t[h].rot_cos);
-                s = std::fma(c, t[h].rot_sin, s * t[h].rot_cos);
-                c = rotated;
+                s = std::fma(c, t[h].rot_sin, s * t[h].rot_cos), c = rotated;
             }
-            design[1 + 2 * h][i] = c;
-            design[2 + 2 * h][i] = m.factor[h] * s;
+            design[1 + 2 * h][i] = c, design[2 + 2 * h][i] = m.factor[h] * s;
             model = std::fma(-m.amplitude[h], c, model);
         }
         design[7][i] = model - level[i];
@@ -53,8 +51,7 @@ TEST(DesignRows, EveryBackendFollowsTheLaneAndRotationRecurrence) {
             const float angle = 20.0f * unit(rng);
             m.start_cos[h] = cosf(angle);
             m.start_sin[h] = kevra::sine_from_cosine(angle, m.start_cos[h]);
-            m.amplitude[h] = 60.0f * unit(rng);
-            m.factor[h] = 0.05f * unit(rng);
+            m.amplitude[h] = 60.0f * unit(rng), m.factor[h] = 0.05f * unit(rng);
         }
         alignas(16) float level[256], want[8][256], got[8][256];
         for (float& x : level) x = 500.0f + 400.0f * unit(rng);

@@ -19,22 +19,17 @@ TEST(DetectionDecision, BandsHaveInclusiveLowerLimitsAndCountsMustExceedTheRound
         uint32_t want;
         const float* thresholds;
     } cases[] = {
-        {0.05f, 50, 100, 0, ascending},        // band T2..T3: ceil(50) is not below 50
-        {0.05f, 51, 100, 1, ascending},
-        {0.02f, 70, 100, 0, ascending},        // range == T1 selects R1 = 0.7: ceil(70) vs 70
-        {0.02f, 71, 100, 1, ascending},
-        {0.0199999f, 71, 100, 0, ascending},   // just below T1: R0 = 0.9
-        {0.16f, 11, 100, 1, ascending},        // range == T4: R4 = 0.1, 0.1f * 100 rounds to 10
-        {0.16f, 10, 100, 0, ascending},
-        {0.009f, 1000, 100, 0, ascending},     // below T0: never flicker
-        {0.09f, 31, 101, 0, ascending},        // R3: 0.3 * 101 = 30.3 rounds up to 31
-        {0.09f, 32, 101, 1, ascending},
-        {NAN, 0, 100, 1, ascending},           // a NaN range is flicker whatever the counters
-        {0.03f, 0, 0, 0, ascending},           // a zero counter never exceeds a share
+        {0.05f, 50, 100, 0, ascending}, {0.05f, 51, 100, 1, ascending},  // T2..T3: ceil(50) is not below 50
+        {0.02f, 70, 100, 0, ascending}, {0.02f, 71, 100, 1, ascending},  // range == T1 selects R1 = 0.7
+        {0.16f, 10, 100, 0, ascending}, {0.16f, 11, 100, 1, ascending},  // == T4: 0.1f * 100 rounds to 10
+        {0.09f, 31, 101, 0, ascending},    // R3: 0.3 * 101 = 30.3 rounds up to 31
+        {0.009f, 1000, 100, 0, ascending}, // below T0: never flicker
+        {NAN, 0, 100, 1, ascending},       // a NaN range is flicker whatever the counters
+        {0.03f, 0, 0, 0, ascending},       // a zero counter never exceeds a share
         {0.05f, 0x80000000u, 100, 1, ascending},  // counters compare unsigned
-        {0.2f, 0, 100, 1, nan_t1},             // in no band, below T4
-        {0.55f, 50, 100, 0, nan_t1},           // T2..T3: R2 = 0.5
-        {0.8f, 10, 100, 0, nan_t1},            // >= T4: R4 = 0.1, ceil(10) is not below 10
+        {0.2f, 0, 100, 1, nan_t1},         // in no band, below T4
+        {0.55f, 50, 100, 0, nan_t1},       // T2..T3: R2 = 0.5
+        {0.8f, 10, 100, 0, nan_t1},        // >= T4: R4 = 0.1, ceil(10) is not below 10
     };
     for (const auto& c : cases) {
         const size_t i = static_cast<size_t>(&c - cases);

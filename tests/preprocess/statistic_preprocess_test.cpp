@@ -66,11 +66,11 @@ TEST(PreprocessKernels, EveryBackendFollowsTheScalarRules) {
     std::mt19937 rng(3);
     std::uniform_int_distribution<uint32_t> word(0, 0x00FFFFFF), small(0, 6);
     auto want = std::make_unique<Sweeps>(), got = std::make_unique<Sweeps>();
-    std::vector<uint32_t> sums(24 * 256), counts(24 * 256);
+    uint32_t sums[24 * 256], counts[24 * 256];
     alignas(16) float zone_level[6][256];
     for (int trial = 0; trial < 60; ++trial) {
         const int row_num = trial * 13 % 257, scan_rows = trial * 37 % 260 - 3;
-        for (size_t i = 0; i < sums.size(); ++i) {
+        for (int i = 0; i < 24 * 256; ++i) {
             sums[i] = trial % 2 ? small(rng) : word(rng);
             counts[i] = small(rng) == 0 ? 0 : (trial % 3 ? small(rng) : word(rng));
         }
@@ -83,30 +83,27 @@ TEST(PreprocessKernels, EveryBackendFollowsTheScalarRules) {
         const auto mode = static_cast<WeightMode>(trial % 3);
         std::memset(want.get(), 0x5A, sizeof(Sweeps));
         std::fill_n(want->count_sum, 6, 0u);
-        reference_sweeps(sums.data(), counts.data(), row_num, ratio, limit, mode, weights, *want);
+        reference_sweeps(sums, counts, row_num, ratio, limit, mode, weights, *want);
         uint32_t want_runs[6] = {};
-        for (int z = 0; z < 6; ++z) {
-            for (uint32_t r = 0, run = 0; static_cast<int>(r) < scan_rows; ++r) {
-                run = std::fabs(zone_level[z][r] - 103.0f) < tolerance ? run + 1 : 0;
-                want_runs[z] = std::max(want_runs[z], run);
-            }
-        }
+        for (int z = 0; z < 6; ++z)
+            for (uint32_t r = 0, run = 0; static_cast<int>(r) < scan_rows; ++r)
+                want_runs[z] = std::max(want_runs[z], run = std::fabs(zone_level[z][r] - 103.0f) < tolerance ? run + 1 : 0);
         kevra_test::for_each_backend([&](auto tag) {
             using V = typename decltype(tag)::type;
             Sweeps& g = *got;
-            std::memset(&g, 0x5A, sizeof g);
             // Inputs of exactly row_num rows, so that a read past them shows under ASan.
-            const std::vector<uint32_t> s(sums.begin(), sums.begin() + 24 * row_num);
-            const std::vector<uint32_t> n(counts.begin(), counts.begin() + 24 * row_num);
-            kevra::screen_samples<V>(s.data(), n.data(), row_num, ratio, limit, g.keep, g.zone, g.count_sum);
-            kevra::form_row_levels<V>(s.data(), n.data(), g.keep, row_num, ratio, mode, weights, g.level, g.row);
-            EXPECT_EQ(0, std::memcmp(want.get(), &g, sizeof g)) << V::name << ", trial " << trial;
-            if (mode == WeightMode::plain) {
-                // The plain levels may also come straight out of the first sweep.
+            const std::vector<uint32_t> s(sums, sums + 24 * row_num), n(counts, counts + 24 * row_num);
+            for (const bool fused : {false, true}) {  // the plain levels may come straight out of the first sweep
+                if (fused && mode != WeightMode::plain) continue;
                 std::memset(&g, 0x5A, sizeof g);
-                kevra::screen_samples<V, true>(s.data(), n.data(), row_num, ratio, limit, g.keep, g.zone, g.count_sum,
-                                               g.level, g.row);
-                EXPECT_EQ(0, std::memcmp(want.get(), &g, sizeof g)) << V::name << ", plain sweep, trial " << trial;
+                if (fused) {
+                    kevra::screen_samples<V, true>(s.data(), n.data(), row_num, ratio, limit, g.keep, g.zone,
+                                                   g.count_sum, g.level, g.row);
+                } else {
+                    kevra::screen_samples<V>(s.data(), n.data(), row_num, ratio, limit, g.keep, g.zone, g.count_sum);
+                    kevra::form_row_levels<V>(s.data(), n.data(), g.keep, row_num, ratio, mode, weights, g.level, g.row);
+                }
+                EXPECT_EQ(0, std::memcmp(want.get(), &g, sizeof g)) << V::name << ", fused " << fused << ", trial " << trial;
             }
             uint32_t runs[6];
             kevra::longest_flat_runs<V>(scan_rows, zone_level, tolerance, 103.0f, runs);
@@ -121,11 +118,7 @@ TEST(PreprocessKernels, EveryBackendFollowsTheScalarRules) {
 // powers in double, one rounding at the end; a double mean, a single R or single powers
 // each change at least one entry.
 TEST(WeightCompute, ClassesAndLevelTermFollowTheirLimitsAndPrecisions) {
-    const struct {
-        unsigned int count_sum[6];
-        int base_x10, exponent_x10;
-        uint32_t want_base[6];
-    } cases[] = {
+    const struct { unsigned int count_sum[6]; int base_x10, exponent_x10; uint32_t want_base[6]; } cases[] = {
         // No counts at all: R / K is taken as 1.8, so B = 1.8 and A = 2^-1 wins.
         {{0, 0, 0, 0, 0, 0}, 20, 10, {0x3f000000, 0x3f000000, 0x3f000000, 0x3f000000, 0x3f000000, 0x3f000000}},
         // One empty zone: B = +inf there, so A = 0.5; elsewhere B = sqrt(1/2) against A = 2^-0.5.
@@ -149,9 +142,7 @@ TEST(WeightCompute, ClassesAndLevelTermFollowTheirLimitsAndPrecisions) {
     }
     for (const auto& c : cases) {
         kevra_config config{};
-        config.weight_base_x10 = c.base_x10;
-        config.weight_exponent_x10 = c.exponent_x10;
-        config.high_full_scale = 50;
+        config.weight_base_x10 = c.base_x10, config.weight_exponent_x10 = c.exponent_x10, config.high_full_scale = 50;
         probe->weight_compute(&config, 64, const_cast<unsigned int*>(c.count_sum));
         float want_base[6], want_weight[6];
         for (int z = 0; z < 6; ++z) {
@@ -171,10 +162,8 @@ TEST(WeightCompute, ClassesAndLevelTermFollowTheirLimitsAndPrecisions) {
 // high bytes: counted, they would lengthen the runs and lower the high classes. The
 // computed weights are 1 + 3 + 0 (weight_base_x10 10 makes every level term 1).
 TEST(StatisticPreprocess, RunsEveryStepOnRowsBelowRowNumAndEachModeItsOwnSteps) {
-    const struct {
-        int enable, fixed;
-        float row3, weight;  // channel 0's row level 3: repaired, from q = 1.0 for no data, none
-    } modes[] = {{0, 0, 100.0f, 1.0f}, {1, 1, 1.0f, 2.0f}, {1, 0, -1.0f, 4.0f}};
+    // row3: channel 0's row level 3, repaired, from q = 1.0 for no data, or none.
+    const struct { int enable, fixed; float row3, weight; } modes[] = {{0, 0, 100.0f, 1.0f}, {1, 1, 1.0f, 2.0f}, {1, 0, -1.0f, 4.0f}};
     for (const auto& m : modes) {
         kevra_test::PreparedDetector p(8);
         kevra_test::Probe& d = *p.probe;
@@ -190,12 +179,9 @@ TEST(StatisticPreprocess, RunsEveryStepOnRowsBelowRowNumAndEachModeItsOwnSteps) 
         std::fill_n(&d.row_level[0][0], 4 * 256, 7.0f);
         std::fill_n(&d.sample_keep[0][0], 24 * 256, 7);
         std::fill_n(p.config.fixed_weight, 6, 2.0f);
-        p.config.high_full_scale = 2;
-        p.config.weight_base_x10 = 10;
+        p.config.high_full_scale = 2, p.config.weight_base_x10 = 10, p.config.local_flicker_level = 100;
         p.config.local_tolerance_gain = 1.0f;
-        p.config.local_flicker_level = 100;
-        p.config.weight_enable = m.enable;
-        p.config.weight_fixed = m.fixed;
+        p.config.weight_enable = m.enable, p.config.weight_fixed = m.fixed;
         d.statistic_preprocess(5, 1.0f, &p.param, &p.config);
         const float want_row[8] = {100, 100, 100, m.row3, 100, 7, 7, 7};
         for (int row = 0; row < 8; ++row) {
@@ -215,10 +201,7 @@ TEST(StatisticPreprocess, RunsEveryStepOnRowsBelowRowNumAndEachModeItsOwnSteps) 
 // eight rows when its offset is inside the tolerance powf(4 / floor(ref), exponent).
 TEST(StatisticPreprocess, ToleranceFloorsItsReferenceAndFollowsIeeePowers) {
     const uint32_t twice_level[6] = {21, 23, 26, 30, 2020, 20};  // offsets 0.5, 1.5, 3, 5, 1000, 0
-    const struct {
-        float tolerance_ref, exponent;
-        uint32_t want[6];
-    } cases[] = {
+    const struct { float tolerance_ref, exponent; uint32_t want[6]; } cases[] = {
         {1.9f, 1.0f, {8, 8, 8, 0, 0, 8}},   // floor 1: tolerance 4
         {1.9f, 0.5f, {8, 8, 0, 0, 0, 8}},   // 2, where 4 / 1.9 would give 1.45
         {0.5f, 1.0f, {8, 8, 8, 8, 8, 8}},   // floor 0: powf(+inf, 1) = +inf
@@ -230,8 +213,7 @@ TEST(StatisticPreprocess, ToleranceFloorsItsReferenceAndFollowsIeeePowers) {
         kevra_test::PreparedDetector p(8);
         for (size_t i = 0; i < p.sums.size(); ++i) p.sums[i] = twice_level[i % 6], p.counts[i] = 2;
         p.param.tolerance_ref = c.tolerance_ref;
-        p.config.local_tolerance_gain = 1.0f;
-        p.config.local_tolerance_exponent = c.exponent;
+        p.config.local_tolerance_gain = 1.0f, p.config.local_tolerance_exponent = c.exponent;
         p.config.local_flicker_level = 10;
         p.probe->statistic_preprocess(8, 1.0f, &p.param, &p.config);
         EXPECT_SAME_BITS(c.want, p.probe->local_flicker_count, 6) << c.tolerance_ref << "^" << c.exponent;

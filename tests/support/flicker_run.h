@@ -1,5 +1,6 @@
-// A complete KevrMain run on synthetic statistics: every row carries a level
-// that ripples at twice the mains frequency, plus noise, in all 24 samples.
+// Records for runs of the curve fit, and a complete KevrMain run on synthetic
+// statistics: every row carries a level that ripples at twice the mains
+// frequency, plus noise, in all 24 samples.
 #ifndef KEVRA_TESTS_SUPPORT_FLICKER_RUN_H
 #define KEVRA_TESTS_SUPPORT_FLICKER_RUN_H
 
@@ -8,9 +9,25 @@
 #include <random>
 
 #include "kevra.h"
-#include "support/fit_defaults.h"
 
 namespace kevra_test {
+
+// 50 Hz, 16 lines of 30 us per row, undamped steps, the usual bands.
+inline void set_fit_defaults(kevra_parameter& param, kevra_config& config, float* start_time) {
+    param.ratio_index = 0;
+    param.ratio_table[0] = param.ratio_table[1] = 1.0f;
+    param.row_num = 256;
+    param.start_time = start_time;
+    param.exposure_time = 8000.0f;
+    param.line_time = 30.0f;
+    config.mains_frequency = 50;
+    config.lines_per_row = 16;
+    config.offset_step = config.phase_step = config.amplitude_step = 1.0f;
+    config.convergence_exponent = 5;
+    config.max_iterations = 30;
+    const float thresholds[5] = {0.01f, 0.02f, 0.04f, 0.08f, 0.16f}, ratios[5] = {0.9f, 0.7f, 0.5f, 0.3f, 0.1f};
+    for (int k = 0; k < 5; ++k) config.range_threshold[k] = thresholds[k], config.detect_ratio[k] = ratios[k];
+}
 
 struct FlickerRun {
     float start_time = 2000.0f;
@@ -42,18 +59,10 @@ struct FlickerRun {
         config.local_flicker_level = 1;
         config.convergence_exponent = 8;
         config.max_iterations = 20;
-        stat.sum_stream = sum_stream;
-        stat.count_stream = count_stream;
-        result.stat_level = stat_level;
-        result.stat_sum = stat_sum;
-        result.stat_count = stat_count;
-        fill(rows, mains, depth, seed);
-    }
-
-    void fill(int rows, int mains, double depth, unsigned seed) {
+        stat = {sum_stream, count_stream};
+        result.stat_level = stat_level, result.stat_sum = stat_sum, result.stat_count = stat_count;
         std::mt19937 rng(seed);
-        std::uniform_int_distribution<uint32_t> count(3000, 5000);
-        std::uniform_int_distribution<uint32_t> high(0, 255);
+        std::uniform_int_distribution<uint32_t> count(3000, 5000), high(0, 255);
         std::uniform_real_distribution<double> noise(-0.004, 0.004);
         const double rate = 4.0 * M_PI * mains * 1e-6;
         for (int i = 0; i < rows; ++i) {

@@ -13,20 +13,16 @@ namespace kevra_test {
 
 struct PreparedDetector {
     explicit PreparedDetector(int rows) : sums(24 * static_cast<size_t>(rows)), counts(sums.size()), levels(sums.size()) {
-        probe->stat_sum = sums.data();
-        probe->stat_count = counts.data();
-        probe->stat_level = levels.data();
+        probe->stat_sum = sums.data(), probe->stat_count = counts.data(), probe->stat_level = levels.data();
         std::memset(probe->stat_high, 0, sizeof probe->stat_high);
         for (float& w : probe->zone_weight) w = 1.0f;
-        std::memset(&param, 0, sizeof param);
-        std::memset(&config, 0, sizeof config);
     }
 
     std::unique_ptr<Probe> probe = std::make_unique<Probe>();
     std::vector<uint32_t> sums, counts;
     std::vector<float> levels;
-    kevra_parameter param;
-    kevra_config config;
+    kevra_parameter param{};
+    kevra_config config{};
 };
 
 }  // namespace kevra_test
