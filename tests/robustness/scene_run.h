@@ -34,6 +34,15 @@ struct SceneRun {
         debug.enable = 1;
     }
 
+    // 0: equal zones; 1: weights from the zone levels; 2: fixed, unequal weights.
+    void set_weighting(int mode) {
+        run.config.weight_enable = mode > 0;
+        run.config.weight_fixed = mode == 2;
+        run.config.weight_base_x10 = 20;
+        run.config.weight_exponent_x10 = 10;
+        for (int z = 0; z < 6; ++z) run.config.fixed_weight[z] = 1.0f + 0.25f * z;
+    }
+
     // Both calls on d; false when either is refused.
     bool detect(AppKEVRA& d) {
         return d.KevrMain(&run.param, &run.stat, &run.config, &run.result) == KEVRA_STATUS_OK &&
@@ -44,8 +53,7 @@ struct SceneRun {
     std::vector<unsigned char> outputs() const {
         std::vector<unsigned char> bytes;
         const auto add = [&bytes](const void* p, size_t n) {
-            const auto* b = static_cast<const unsigned char*>(p);
-            bytes.insert(bytes.end(), b, b + n);
+            bytes.insert(bytes.end(), static_cast<const unsigned char*>(p), static_cast<const unsigned char*>(p) + n);
         };
         const size_t words = 24 * static_cast<size_t>(run.param.row_num);
         add(&run.result, offsetof(kevra_fitting_result, reserved_0x74));
