@@ -19,18 +19,15 @@ struct SceneRun {
     kevra_confidence_idx_debug_output debug{};
 
     SceneRun(int rows, int mains, double depth, unsigned seed) : run(rows, mains, depth, seed) {
+        // Angles as the fit's timing gives them; line_time, row_num, sum_norm_a,
+        // lines_per_row, line_offset, sum_norm_b, band_margin.
+        input = {{}, {}, run.param.line_time, rows, 256, run.config.lines_per_row, 0, 64, 0.002f};
         const double row0 = double(run.start_time) + 0.5 * double(run.param.exposure_time);
         for (int h = 0; h < 3; ++h) {
             const double rate = 360.0 * 2.0 * (h + 1) * mains * 1e-6;
             input.angle_rate[h] = float(rate);
             input.angle_offset[h] = float(std::fmod(rate * row0, 360.0));
         }
-        input.line_time = run.param.line_time;
-        input.row_num = rows;
-        input.lines_per_row = run.config.lines_per_row;
-        input.sum_norm_a = 256;
-        input.sum_norm_b = 64;
-        input.band_margin = 0.002f;
         debug.enable = 1;
     }
 

@@ -21,8 +21,8 @@ size_t occurrences(const std::string& text, const std::string& word) {
 }
 
 // Every report reads back to itself, the dark capture's NaN levels travelling
-// as null; pictures are numbered by their place in the batch, unless there is
-// one capture (without one, the built-in sample runs).
+// as null; pictures are numbered by their place in the batch, and a lone
+// capture (without one, the built-in sample) is drawn to the picture named.
 TEST(DetectCommand, BatchReportsEveryBadFileGoesOnAndFailsAtTheEnd) {
     TempDir dir;
     ASSERT_EQ(run_cli({"synth", "--rows", "37", "--empty-zones", "0,1,2,3,4,5", "-o", dir.file("a.json")}).status, 0);
@@ -39,53 +39,39 @@ TEST(DetectCommand, BatchReportsEveryBadFileGoesOnAndFailsAtTheEnd) {
         captures.push_back(json["capture"]);
     }
     EXPECT_EQ(captures, (std::vector<std::string>{dir.file("a.json"), dir.file("c.json")}));
+    EXPECT_EQ(dir.entries(), (std::set<std::string>{"a.json", "b.json", "c.json", "p-0001.svg", "p-0005.svg"}));
     for (const std::string& message :
          {"kevra: " + dir.file("b.json") + ": not valid JSON", "kevra: " + dir.file("missing.json") + ": cannot read",
           "kevra: " + dir.file("") + ": cannot read", std::string("kevra: 3 of 5 captures failed")})
         EXPECT_EQ(occurrences(run.err, message), 1u) << run.err;
     EXPECT_EQ(occurrences(run.err, "[1/"), 0u);  // progress only when asked
-    const auto text = run_cli({"detect", dir.file("a.json"), dir.file("c.json")}, true);
-    EXPECT_EQ(occurrences(text.out, "decision: "), 2u);
-    EXPECT_EQ(occurrences(text.err, "[2/2] "), 1u);
+    EXPECT_EQ(occurrences(run_cli({"detect", dir.file("a.json"), dir.file("c.json")}, true).err, "[2/2] "), 1u);
     const auto sample = run_cli({"detect", "--plot", dir.file("one.svg")});
     EXPECT_EQ(sample.out.rfind("built-in sample", 0), 0u) << sample.err;
-    EXPECT_EQ(dir.entries(), (std::set<std::string>{"a.json", "b.json", "c.json", "one.svg", "p-0001.svg", "p-0005.svg"}));
     std::string svg, reason;
-    ASSERT_TRUE(kevra_tool::read_file(dir.file("p-0001.svg"), svg, reason));
-    EXPECT_EQ(svg.rfind("<svg", 0), 0u);
+    ASSERT_TRUE(kevra_tool::read_file(dir.file("one.svg"), svg, reason));
     EXPECT_EQ(occurrences(svg, "Channel "), 4u);
 }
 
-// Renaming over a directory fails after the data is written.
+// A bad option (here NaN, and the 24-bit limit of a zone sum: 33 x 512 pixels
+// of 10 bits do not fit, 32 x 512 do) or an unwritable output leaves no file.
+// The binary streams are written first; renaming over a directory fails last.
 TEST(SynthCommand, BadOptionsAndUnwritableOutputsLeaveNoFile) {
     TempDir dir;
     std::filesystem::create_directory(dir.file("taken.json"));
-    const std::string lost = dir.file("no/such/dir/x.json");
+    const std::string x = dir.file("x.json");
     const struct { std::vector<std::string> args; std::string message; } cases[] = {
-        {{"--rows", "257"}, "kevra: synth: --rows: expected 0..256"},
-        {{"--zone-gain", "1,1,1,-1,1,1"}, "--zone-gain: expected six values >= 0"},
-        {{"--harmonics", "0,0,0"}, "--harmonics: expected finite amplitudes, not all 0"},
-        {{"--line-time", "0"}, "--line-time: expected a time > 0 us"},
-        {{"--noise", "nan"}, "--noise: expected a value >= 0"},
-        // 33 x 512 pixels of 10 bits do not fit 24 bits; 32 x 512 do (below).
-        {{"--lines-per-row", "65", "--zone-width", "1024"}, "--zone-width: a zone sum could reach 17284608, beyond 24 bits"},
-        {{"-o", lost}, lost + ": cannot write"},
-        {{"-o", lost, "--binary"}, dir.file("no/such/dir/x.sum.bin") + ": cannot write"},
-        {{"-o", dir.file("taken.json")}, "taken.json: cannot write"},
-        {{"-o", dir.file("taken.json"), "--binary"}, "taken.json: cannot write"},
+        {{"synth", "-o", x, "--noise", "nan"}, "kevra: synth: --noise: expected a value >= 0"},
+        {{"synth", "-o", x, "--lines-per-row", "65", "--zone-width", "1024"}, "could reach 17284608, beyond 24 bits"},
+        {{"synth", "-o", dir.file("taken.json"), "--binary"}, dir.file("taken.json") + ": cannot write"},
     };
     for (const auto& c : cases) {
-        std::vector<std::string> args{"synth", "-o", dir.file("x.json")};
-        if (c.args[0] == "-o") args.resize(1);
-        args.insert(args.end(), c.args.begin(), c.args.end());
-        const auto run = run_cli(args);
+        const auto run = run_cli(c.args);
         EXPECT_EQ(run.status, 1);
         EXPECT_EQ(occurrences(run.err, c.message), 1u) << run.err;
         EXPECT_EQ(dir.entries(), std::set<std::string>{"taken.json"}) << run.err;
     }
-    const auto boundary = run_cli({"synth", "-o", dir.file("x.json"), "--rows", "1", "--lines-per-row", "64", "--zone-width", "1024"});
-    EXPECT_EQ(boundary.status, 0) << boundary.err;
-    EXPECT_NE(run_cli({"synth"}).status, 0);  // -o is required
+    EXPECT_EQ(run_cli({"synth", "-o", x, "--rows", "1", "--lines-per-row", "64", "--zone-width", "1024"}).status, 0);
 }
 
 }  // namespace

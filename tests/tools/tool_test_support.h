@@ -22,7 +22,9 @@ struct TempDir {
     TempDir() { ::mkdtemp(path.data()); }
     ~TempDir() { std::filesystem::remove_all(path); }
     std::string file(const std::string& name) const { return path + "/" + name; }
-    void write(const std::string& name, const std::string& bytes) const { std::ofstream(file(name), std::ios::binary) << bytes; }
+    void write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(file(name), std::ios::binary) << bytes;
+    }
     std::set<std::string> entries() const {
         std::set<std::string> names;
         for (const auto& e : std::filesystem::directory_iterator(path)) names.insert(e.path().filename().string());
