@@ -70,6 +70,7 @@ TEST(CaptureFile, RefusesEveryKindOfBadFileOnceNamingFileAndField) {
         {R"({"config": {"fixed_weight": [1, 1, 1, true, 1, 1]}})", "config.fixed_weight[3]", "number, got a boolean"},
         {R"({"sum_stream": [1]})", "sum_stream", "expected 48 words (row_num x 24), got 1"},
         {R"({"sum_stream": [0, -1]})", "sum_stream[1]", "expected an integer in 0..4294967295"},
+        {R"({"count_stream": [4294967296]})", "count_stream[0]", "0..4294967295"},
         {R"({"sum_stream": "six_bytes.bin"})", "sum_stream", "holds 6 bytes, not a whole number of 32-bit words"},
     };
     TempDir dir;
