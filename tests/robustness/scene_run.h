@@ -19,19 +19,25 @@ struct SceneRun {
     kevra_confidence_idx_debug_output debug{};
 
     SceneRun(int rows, int mains, double depth, unsigned seed) : run(rows, mains, depth, seed) {
+        // Angles as the fit's timing gives them; line_time, row_num, sum_norm_a,
+        // lines_per_row, line_offset, sum_norm_b, band_margin.
+        input = {{}, {}, run.param.line_time, rows, 256, run.config.lines_per_row, 0, 64, 0.002f};
         const double row0 = double(run.start_time) + 0.5 * double(run.param.exposure_time);
         for (int h = 0; h < 3; ++h) {
             const double rate = 360.0 * 2.0 * (h + 1) * mains * 1e-6;
             input.angle_rate[h] = float(rate);
             input.angle_offset[h] = float(std::fmod(rate * row0, 360.0));
         }
-        input.line_time = run.param.line_time;
-        input.row_num = rows;
-        input.lines_per_row = run.config.lines_per_row;
-        input.sum_norm_a = 256;
-        input.sum_norm_b = 64;
-        input.band_margin = 0.002f;
         debug.enable = 1;
+    }
+
+    // 0: equal zones; 1: weights from the zone levels; 2: fixed, unequal weights.
+    void set_weighting(int mode) {
+        run.config.weight_enable = mode > 0;
+        run.config.weight_fixed = mode == 2;
+        run.config.weight_base_x10 = 20;
+        run.config.weight_exponent_x10 = 10;
+        for (int z = 0; z < 6; ++z) run.config.fixed_weight[z] = 1.0f + 0.25f * z;
     }
 
     // Both calls on d; false when either is refused.
@@ -44,8 +50,7 @@ struct SceneRun {
     std::vector<unsigned char> outputs() const {
         std::vector<unsigned char> bytes;
         const auto add = [&bytes](const void* p, size_t n) {
-            const auto* b = static_cast<const unsigned char*>(p);
-            bytes.insert(bytes.end(), b, b + n);
+            bytes.insert(bytes.end(), static_cast<const unsigned char*>(p), static_cast<const unsigned char*>(p) + n);
         };
         const size_t words = 24 * static_cast<size_t>(run.param.row_num);
         add(&run.result, offsetof(kevra_fitting_result, reserved_0x74));

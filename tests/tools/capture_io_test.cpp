@@ -31,8 +31,9 @@ Capture synthetic_capture(int rows) {
 }
 
 // Fields equal to the default tuning, and to the confidence input derived from
-// the fit's timing, may be left out and must read back the same; others must be
-// written. Binary streams are little-endian words beside the capture.
+// the fit's timing, may be left out and must read back the same; others (60 Hz,
+// and those the binary pass sets) must be written. Binary streams are
+// little-endian words beside the capture.
 TEST(CaptureFile, ReadsBackTheSameRecordsAndStreamsInlineAndBinary) {
     for (auto storage : {kevra_tool::StreamStorage::Inline, kevra_tool::StreamStorage::Binary}) {
         const bool binary = storage == kevra_tool::StreamStorage::Binary;
@@ -47,56 +48,38 @@ TEST(CaptureFile, ReadsBackTheSameRecordsAndStreamsInlineAndBinary) {
         }
         kevra_tool::write_capture(dir.file("cap.json"), c, storage);
         const Capture back = kevra_tool::read_capture(dir.file("cap.json"));
-        EXPECT_TRUE(same_bytes(c.parameter, back.parameter) && same_bytes(c.start_time, back.start_time));
-        EXPECT_TRUE(same_bytes(c.config, back.config) && same_bytes(c.confidence_input, back.confidence_input));
+        EXPECT_TRUE(same_bytes(c.parameter, back.parameter) && same_bytes(c.config, back.config));
+        EXPECT_TRUE(same_bytes(c.confidence_input, back.confidence_input) && same_bytes(c.start_time, back.start_time));
         EXPECT_TRUE(c.sum_stream == back.sum_stream && c.count_stream == back.count_stream);
-        const std::set<std::string> files{"cap.count.bin", "cap.json", "cap.sum.bin"};
-        EXPECT_EQ(dir.entries(), binary ? files : std::set<std::string>{"cap.json"});
         std::string count, reason;
         if (binary && kevra_tool::read_file(dir.file("cap.count.bin"), count, reason)) {
             EXPECT_EQ(count.substr(count.size() - 4), std::string("\x01\x00\x00\xFF", 4));
         }
+        EXPECT_EQ(dir.entries().size(), binary ? 3u : 1u);
     }
 }
 
 // A JSON object is merged (null removes a field) into a valid capture of two
-// rows; any other text is the whole file.
+// rows. One case per kind of check; syntax errors are the command line's.
 TEST(CaptureFile, RefusesEveryKindOfBadFileOnceNamingFileAndField) {
     const struct { const char* change; const char* field; const char* problem; } cases[] = {
-        {R"({"parameter": {"row_num": 1)", "", "not valid JSON"},
-        {"[1, 2]", "", "expected a JSON object"},
-        {R"({"format": "other"})", "format", "expected \"kevra-capture\""},
-        {R"({"tuning": {}})", "tuning", "unknown field"},
-        {R"({"parameter": null})", "parameter", "missing"},
-        {R"({"parameter": {"line_time": null}})", "parameter.line_time", "missing"},
-        {R"({"parameter": {"row_num": "2"}})", "parameter.row_num", "expected a 32-bit integer, got a string"},
-        {R"({"parameter": {"row_num": 2.5}})", "parameter.row_num", "expected a 32-bit integer"},
-        {R"({"parameter": {"row_num": 257}})", "parameter.row_num", "expected an integer in 0..256, got 257"},
-        {R"({"parameter": {"ratio_index": 3}})", "parameter.ratio_index", "0..2"},
-        {R"({"parameter": {"exposure_time": 1e39}})", "parameter.exposure_time", "outside the range of a float"},
-        {R"({"config": 5})", "config", "expected an object"},
-        {R"({"config": {"max_iterations": 4294967296}})", "config.max_iterations", "32-bit integer"},
         {R"({"config": {"mains_frequncy": 50}})", "config.mains_frequncy", "unknown field"},
-        {R"({"config": {"detect_ratio": [0.5, 0.5]}})", "config.detect_ratio", "array of 5 numbers, got 2 elements"},
+        {R"({"parameter": {"line_time": null}})", "parameter.line_time", "missing"},
+        {R"({"parameter": {"row_num": 257}})", "parameter.row_num", "expected an integer in 0..256, got 257"},
+        {R"({"parameter": {"exposure_time": 1e39}})", "parameter.exposure_time", "outside the range of a float"},
         {R"({"config": {"fixed_weight": [1, 1, 1, true, 1, 1]}})", "config.fixed_weight[3]", "number, got a boolean"},
-        {R"({"sum_stream": null})", "sum_stream", "missing"},
         {R"({"sum_stream": [1]})", "sum_stream", "expected 48 words (row_num x 24), got 1"},
         {R"({"sum_stream": [0, -1]})", "sum_stream[1]", "expected an integer in 0..4294967295"},
         {R"({"count_stream": [4294967296]})", "count_stream[0]", "0..4294967295"},
-        {R"({"sum_stream": {}})", "sum_stream", "expected an array of words or a file path"},
-        {R"({"sum_stream": "nowhere.bin"})", "sum_stream", "No such file or directory"},
         {R"({"sum_stream": "six_bytes.bin"})", "sum_stream", "holds 6 bytes, not a whole number of 32-bit words"},
-        {R"({"count_stream": "one_row.bin"})", "count_stream", "expected 48 words (row_num x 24), got 24"},
     };
     TempDir dir;
     dir.write("six_bytes.bin", "abcdef");
-    dir.write("one_row.bin", std::string(96, '\0'));
     const std::string bad = dir.file("bad.json");
     for (const auto& k : cases) {
         Json doc = Json::parse(kevra_tool::capture_to_json_text(synthetic_capture(2)));
-        const Json change = Json::parse(k.change, nullptr, false);
-        if (change.is_object()) doc.merge_patch(change);
-        dir.write("bad.json", change.is_object() ? doc.dump() : k.change);
+        doc.merge_patch(Json::parse(k.change));
+        dir.write("bad.json", doc.dump());
         try {
             kevra_tool::read_capture(bad);
             ADD_FAILURE() << k.change << ": accepted";

@@ -16,26 +16,20 @@
 
 namespace kevra_tool_test {
 
-class TempDir {
-public:
-    TempDir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "kevra-tool-XXXXXX").string();
-        path_ = ::mkdtemp(pattern.data());
-    }
-    ~TempDir() { std::filesystem::remove_all(path_); }
+struct TempDir {
+    std::string path = (std::filesystem::temp_directory_path() / "kevra-tool-XXXXXX").string();
 
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
+    TempDir() { ::mkdtemp(path.data()); }
+    ~TempDir() { std::filesystem::remove_all(path); }
+    std::string file(const std::string& name) const { return path + "/" + name; }
     void write(const std::string& name, const std::string& bytes) const {
         std::ofstream(file(name), std::ios::binary) << bytes;
     }
     std::set<std::string> entries() const {
         std::set<std::string> names;
-        for (const auto& e : std::filesystem::directory_iterator(path_)) names.insert(e.path().filename().string());
+        for (const auto& e : std::filesystem::directory_iterator(path)) names.insert(e.path().filename().string());
         return names;
     }
-
-private:
-    std::filesystem::path path_;
 };
 
 struct CliRun { int status; std::string out, err; };
