@@ -40,8 +40,6 @@ void worked_row(Call& c) {
 TEST(ConfidenceIndex, WritesHandComputedResults) {
     const struct { const char* what; int32_t rows; void (*setup)(Call&); Debug debug; float index; } cases[] = {
         {"worked example", 1, worked_row, {1, 1, 0, 3, 3, 30.25f, 30.25f}, 12100000.0f},
-        {"worked example without flicker", 1, [](Call& c) { worked_row(c); c.result.flicker_detected = 0; },
-         {1, 1, 0, 3, 3, 30.25f, 30.25f}, 36602499072.0f},
         // The limits cross: the band is (98, 102) around the model 110.
         {"negative amplitude1", 1, [](Call& c) { worked_row(c); c.result.amplitude1[1] = -10.0f; },
          {1, 1, 0, 3, 3, 20.25f, 20.25f}, 0.0f},
