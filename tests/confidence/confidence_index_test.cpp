@@ -76,17 +76,14 @@ TEST(ConfidenceIndex, WritesHandComputedResults) {
 }
 
 // Harmonic 0 is not a number; harmonic 1 rounds its step and reduces its phase
-// below zero toward zero; harmonic 2 rounds its phase product.
+// below zero toward zero; harmonic 2 rounds its phase product. The offset's Q10
+// 2147482624 plus amp_1 wraps.
 TEST(ConfidenceConstants, RoundInFloatTruncateTowardZeroSaturateAndWrap) {
     // Offset -365.3 degrees: -678.4 units.
     const kevra_confidence_idx_input in{{0.0f, -365.3f, -260.0f}, {__builtin_inff(), 0x1.df9428p+3f, 0x1.49601ep+0f},
                                         0x1.94e84ep+4f, 0, 65536, -7, -9, 65537, 2.0f};
-    kevra_fitting_result fit{};
-    fit.phase3[1] = 0x1.957234p+7f;  // rate x phase rounds up before -260 is added: 105 when fused
-    fit.offset[1] = 2097151.0f;      // Q10 2147482624: off + amp_1 wraps
-    fit.amplitude1[1] = 10.0f;
-    fit.amplitude2[1] = 1e10f;
-    fit.amplitude3[1] = -__builtin_inff();
+    // Harmonic 2's rate x phase rounds up before -260 is added: 105 when fused.
+    kevra_fitting_result fit{{0, 2097151.0f}, {0, 10.0f}, {0, 1e10f}, {0, -__builtin_inff()}, {}, {}, {0, 0x1.957234p+7f}};
     const kevra::ConfidenceConstants k = kevra::confidence_constants(in, fit);
     // line_time x rate rounds up onto a step boundary: 39459 when kept exact.
     const int32_t ints[] = {k.step[0], k.phase[0], k.step[1], k.phase[1], k.phase[2],

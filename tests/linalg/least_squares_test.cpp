@@ -19,9 +19,7 @@ namespace {
 
 using kevra_test::SameBits;
 
-struct Mat8 {
-    float m[8][8];
-};
+struct Mat8 { float m[8][8]; };
 
 // The identity in the leading block, with the given entries changed.
 Mat8 identity_with(std::initializer_list<std::tuple<int, int, float>> entries) {
