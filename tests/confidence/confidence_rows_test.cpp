@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <vector>
 
@@ -77,11 +76,9 @@ TEST(ConfidenceRows, EveryBackendFollowsTheRowByRowRulesForEveryRowCount) {
             kevra_test::for_each_backend([&](auto tag) {
                 using V = typename decltype(tag)::type;
                 ZoneTotals got;
-                std::memset(&got, 0xA5, sizeof got);
                 kevra::accumulate_zone_rows<V>(k, row_num, level.data(), sum.data(), &got);
-                for (const auto& same : {SameBits(want.sum, got.sum, 6), SameBits(want.count, got.count, 6),
-                                         SameBits(want.peak, got.peak, 6), SameBits(want.peak_row, got.peak_row, 6)})
-                    ASSERT_TRUE(same) << V::name << ", row_num " << row_num << ", trial " << trial;
+                ASSERT_TRUE(SameBits(&want.sum[0], &got.sum[0], sizeof got / 4))
+                    << V::name << ", row_num " << row_num << ", trial " << trial;
             });
         }
     }

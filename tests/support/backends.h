@@ -12,18 +12,6 @@
 
 namespace kevra_test {
 
-#if KEVRA_SIMD_HAVE_NEON
-using VectorBackends = ::testing::Types<kevra::simd::Portable, kevra::simd::Neon>;
-#elif KEVRA_SIMD_HAVE_SSE
-using VectorBackends = ::testing::Types<kevra::simd::Portable, kevra::simd::Sse>;
-#else
-using VectorBackends = ::testing::Types<kevra::simd::Portable>;
-#endif
-
-// True when a backend other than the portable one is compiled in, i.e. when a
-// backend-against-backend comparison can fail.
-constexpr bool kHaveSecondBackend = KEVRA_SIMD_HAVE_NEON != 0 || KEVRA_SIMD_HAVE_SSE != 0;
-
 // Runs body once per backend:
 //   for_each_backend([&](auto tag) { using V = typename decltype(tag)::type; ... });
 template <class V>
