@@ -19,10 +19,13 @@ using Debug = kevra_confidence_idx_debug_output;
 // model 90, band (88, 102). Levels are the missing-sample marker until set.
 struct Call {
     kevra_confidence_idx_input input{{}, {}, 0.0f, 1, 1, 16, 0, 2, 2.0f};
-    kevra_fitting_result result{{0, 100}, {0, 10}};
+    kevra_fitting_result result{};
     std::vector<float> level = std::vector<float>(24 * 7, -32768.0f);
     std::vector<uint32_t> sum = std::vector<uint32_t>(24 * 7, 2);
-    Call() { result.flicker_detected = 1, result.stat_level = level.data(), result.stat_sum = sum.data(); }
+    Call() {
+        result.offset[1] = 100.0f, result.amplitude1[1] = 10.0f, result.flicker_detected = 1;
+        result.stat_level = level.data(), result.stat_sum = sum.data();
+    }
     void set(int row, int zone, float x, uint32_t s = 2) {
         level[size_t(row * 24 + 6 + zone)] = x;
         sum[size_t(row * 24 + 6 + zone)] = s;
@@ -83,7 +86,9 @@ TEST(ConfidenceConstants, RoundInFloatTruncateTowardZeroSaturateAndWrap) {
     const kevra_confidence_idx_input in{{0.0f, -365.3f, -260.0f}, {__builtin_inff(), 0x1.df9428p+3f, 0x1.49601ep+0f},
                                         0x1.94e84ep+4f, 0, 65536, -7, -9, 65537, 2.0f};
     // Harmonic 2's rate x phase rounds up before -260 is added: 105 when fused.
-    kevra_fitting_result fit{{0, 2097151.0f}, {0, 10.0f}, {0, 1e10f}, {0, -__builtin_inff()}, {}, {}, {0, 0x1.957234p+7f}};
+    kevra_fitting_result fit{};
+    fit.offset[1] = 2097151.0f, fit.amplitude1[1] = 10.0f, fit.amplitude2[1] = 1e10f;
+    fit.amplitude3[1] = -__builtin_inff(), fit.phase3[1] = 0x1.957234p+7f;
     const kevra::ConfidenceConstants k = kevra::confidence_constants(in, fit);
     // line_time x rate rounds up onto a step boundary: 39459 when kept exact.
     const int32_t ints[] = {k.step[0], k.phase[0], k.step[1], k.phase[1], k.phase[2],
