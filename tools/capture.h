@@ -4,6 +4,7 @@
 #define KEVRA_TOOLS_CAPTURE_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,13 @@ struct Capture {
     kevra_confidence_idx_input confidence_input{};
     std::vector<uint32_t> sum_stream;    // row_num x 24 raw words
     std::vector<uint32_t> count_stream;  // row_num x 24 raw words
+    // Start of exposure of sensor line 0 on a monotonic clock, ns, as camera
+    // stacks stamp frames; what orders and spaces the frames of a sequence.
+    std::optional<int64_t> timestamp_ns;
 };
+
+// The frame's time in ns: timestamp_ns, or else start_time (us) read as one.
+int64_t frame_time_ns(const Capture& capture);
 
 enum class StreamStorage {
     Inline,  // arrays of numbers inside the JSON

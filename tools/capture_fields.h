@@ -82,13 +82,15 @@ inline constexpr const char* kConfigKey = "config";
 inline constexpr const char* kConfidenceInputKey = "confidence_input";
 inline constexpr const char* kSumStreamKey = "sum_stream";
 inline constexpr const char* kCountStreamKey = "count_stream";
+inline constexpr const char* kTimestampKey = "timestamp_ns";
 
 inline constexpr const char* kFormatName = "kevra-capture";
-inline constexpr int kFormatVersion = 1;
+// Version 2 added timestamp_ns; version 1 files still read.
+inline constexpr int kFormatVersion = 2;
 
 inline bool is_capture_key(const std::string& key) {
     for (const char* k : {kFormatKey, kVersionKey, kParameterKey, kConfigKey, kConfidenceInputKey, kSumStreamKey,
-                          kCountStreamKey})
+                          kCountStreamKey, kTimestampKey})
         if (key == k) return true;
     return false;
 }

@@ -154,8 +154,12 @@ Capture parse_capture(const std::string& text, const std::string& name, const st
     }
     if (doc.contains(kFormatKey) && doc[kFormatKey] != kFormatName)
         r.fail(kFormatKey, std::string("expected \"") + kFormatName + "\"");
-    if (doc.contains(kVersionKey) && doc[kVersionKey] != kFormatVersion)
-        r.fail(kVersionKey, "expected " + std::to_string(kFormatVersion));
+    int version = kFormatVersion;
+    if (doc.contains(kVersionKey)) {
+        const Json& v = doc[kVersionKey];
+        if (!v.is_number_integer() || (v != 1 && v != 2)) r.fail(kVersionKey, "expected 1 or 2, got " + v.dump());
+        version = v.get<int>();
+    }
     if (!doc.contains(kParameterKey)) r.fail(kParameterKey, "missing");
 
     Capture c;
@@ -169,10 +173,23 @@ Capture parse_capture(const std::string& text, const std::string& name, const st
     c.confidence_input = default_confidence_input(c.parameter, c.start_time, c.config);
     r.section(doc, kConfidenceInputKey, kConfidenceInputFields, &c.confidence_input);
 
+    if (doc.contains(kTimestampKey)) {
+        const Json& t = doc[kTimestampKey];
+        if (version < 2) r.fail(kTimestampKey, "needs \"version\": 2");
+        if (!t.is_number_integer() || (t.is_number_unsigned() && t.get<uint64_t>() > uint64_t(INT64_MAX)))
+            r.fail(kTimestampKey, "expected an integer number of nanoseconds, got " + Reader::type_name(t));
+        c.timestamp_ns = t.get<int64_t>();
+    }
+
     const size_t words = size_t(c.parameter.row_num) * 24;
     c.sum_stream = r.stream(doc, kSumStreamKey, words);
     c.count_stream = r.stream(doc, kCountStreamKey, words);
     return c;
+}
+
+int64_t frame_time_ns(const Capture& capture) {
+    if (capture.timestamp_ns) return *capture.timestamp_ns;
+    return std::llround(double(capture.start_time) * 1000.0);
 }
 
 Capture read_capture(const std::string& path) {

@@ -78,7 +78,9 @@ std::string document(const Capture& c, const std::string& sum, const std::string
 
     std::ostringstream s;
     s << "{\n  \"" << kFormatKey << "\": \"" << kFormatName << "\",\n  \"" << kVersionKey << "\": " << kFormatVersion
-      << ",\n  \"" << kParameterKey << "\": " << indented(parameter);
+      << ",\n";
+    if (c.timestamp_ns) s << "  \"" << kTimestampKey << "\": " << *c.timestamp_ns << ",\n";
+    s << "  \"" << kParameterKey << "\": " << indented(parameter);
     if (!config.empty()) s << ",\n  \"" << kConfigKey << "\": " << indented(config);
     if (!confidence.empty()) s << ",\n  \"" << kConfidenceInputKey << "\": " << indented(confidence);
     s << ",\n  \"" << kSumStreamKey << "\": " << sum << ",\n  \"" << kCountStreamKey << "\": " << count << "\n}\n";

@@ -40,6 +40,7 @@ TEST(CaptureFile, ReadsBackTheSameRecordsAndStreamsInlineAndBinary) {
         TempDir dir;
         Capture c = synthetic_capture(40);
         c.count_stream.back() = 0xFF000001u;
+        if (binary) c.timestamp_ns = INT64_C(9007199254740993);  // not a double: must stay an integer
         if (binary) {
             c.config.detect_ratio[2] = 0.123456789f;
             c.config.max_iterations = 7;
@@ -51,6 +52,7 @@ TEST(CaptureFile, ReadsBackTheSameRecordsAndStreamsInlineAndBinary) {
         EXPECT_TRUE(same_bytes(c.parameter, back.parameter) && same_bytes(c.config, back.config));
         EXPECT_TRUE(same_bytes(c.confidence_input, back.confidence_input) && same_bytes(c.start_time, back.start_time));
         EXPECT_TRUE(c.sum_stream == back.sum_stream && c.count_stream == back.count_stream);
+        EXPECT_EQ(c.timestamp_ns, back.timestamp_ns);
         std::string count, reason;
         if (binary && kevra_tool::read_file(dir.file("cap.count.bin"), count, reason)) {
             EXPECT_EQ(count.substr(count.size() - 4), std::string("\x01\x00\x00\xFF", 4));
@@ -72,6 +74,9 @@ TEST(CaptureFile, RefusesEveryKindOfBadFileOnceNamingFileAndField) {
         {R"({"sum_stream": [0, -1]})", "sum_stream[1]", "expected an integer in 0..4294967295"},
         {R"({"count_stream": [4294967296]})", "count_stream[0]", "0..4294967295"},
         {R"({"sum_stream": "six_bytes.bin"})", "sum_stream", "holds 6 bytes, not a whole number of 32-bit words"},
+        {R"({"timestamp_ns": 1.5})", "timestamp_ns", "expected an integer number of nanoseconds"},
+        {R"({"version": 1, "timestamp_ns": 5})", "timestamp_ns", "needs \"version\": 2"},
+        {R"({"version": 3})", "version", "expected 1 or 2, got 3"},
     };
     TempDir dir;
     dir.write("six_bytes.bin", "abcdef");
