@@ -1,0 +1,77 @@
+#include "benchmark_command.h"
+
+#include <cstdio>
+#include <filesystem>
+
+#include "file_io.h"
+#include "input_error.h"
+#include "progress.h"
+
+namespace kevra_tool {
+namespace {
+
+std::string sequence_id(int index) {
+    char id[16];
+    std::snprintf(id, sizeof id, "s%04d", index + 1);
+    return id;
+}
+
+}  // namespace
+
+SequenceRecord sequence_record(const SequenceSpec& spec, const std::vector<SynthFrame>& frames) {
+    SequenceRecord r;
+    r.id = sequence_id(spec.index);
+    r.label = label_for(frames.back().visible_ripple, spec.mains);
+    r.lamp = spec.lamp;
+    r.mains = spec.mains;
+    r.drift_hz = spec.drift_hz;
+    r.picture = spec.picture;
+    r.brightness = spec.brightness;
+    r.level = spec.level;
+    r.exposure_us = spec.exposure_us;
+    r.last_exposure_us = frames.back().capture.parameter.exposure_time;
+    r.exposure_change_frame = spec.exposure_change_frame;
+    r.fps = spec.fps;
+    r.ripple_shift = ripple_shift(1.0 / spec.fps, spec.mains + spec.drift_hz);
+    r.motion_lines = spec.motion_lines;
+    r.daylight = spec.daylight;
+    r.visible_ripple = frames.back().visible_ripple;
+    for (size_t k = 0; k < frames.size(); ++k) {
+        r.frame_ripple.push_back(frames[k].visible_ripple);
+        r.frames.push_back(r.id + "/f" + std::to_string(k + 1) + ".json");
+    }
+    return r;
+}
+
+int run_benchmark(const BenchmarkOptions& o, std::ostream& err, bool progress_wanted) {
+    Progress progress(err, progress_wanted);
+    try {
+        if (o.sequences < 1) throw InputError("benchmark", "--sequences", "expected at least 1");
+        const std::vector<std::string> pictures = benchmark_pictures(o.pictures);
+        Manifest manifest;
+        manifest.seed = o.seed;
+        for (int i = 0; i < o.sequences; ++i) {
+            const SequenceSpec spec = recipe_sequence(o.seed, i, pictures);
+            progress.show(size_t(i), size_t(o.sequences), sequence_id(i));
+            const std::vector<SynthFrame> frames = synthesize_sequence(sequence_scene(spec, o.pictures), sequence_options(spec));
+            SequenceRecord record = sequence_record(spec, frames);
+            const std::filesystem::path dir = std::filesystem::path(o.output) / record.id;
+            std::error_code ec;
+            std::filesystem::create_directories(dir, ec);
+            if (ec) throw InputError(dir.string(), "", "cannot create: " + ec.message());
+            for (size_t k = 0; k < frames.size(); ++k)
+                write_capture((std::filesystem::path(o.output) / record.frames[k]).string(), frames[k].capture,
+                              StreamStorage::Binary);
+            manifest.sequences.push_back(std::move(record));
+        }
+        progress.clear();
+        write_file_atomically((std::filesystem::path(o.output) / "manifest.json").string(), manifest_to_json_text(manifest));
+    } catch (const std::exception& e) {
+        progress.clear();
+        err << "kevra: " << e.what() << "\n";
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace kevra_tool

@@ -1,0 +1,154 @@
+#include "benchmark_recipe.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <random>
+
+#include "input_error.h"
+#include "picture.h"
+
+namespace kevra_tool {
+namespace {
+
+// Uniform draws from a 64-bit Mersenne Twister, spelled out so the recipe
+// is the same with every standard library.
+class Draw {
+public:
+    explicit Draw(uint64_t seed) : rng_(seed) {}
+    double uniform(double lo, double hi) { return lo + (hi - lo) * double(rng_() >> 11) * 0x1.0p-53; }
+    bool chance(double p) { return uniform(0.0, 1.0) < p; }
+    template <typename T>
+    const T& pick(const std::vector<T>& v) { return v[size_t(uniform(0.0, double(v.size())))]; }
+
+private:
+    std::mt19937_64 rng_;
+};
+
+uint64_t mix(uint64_t x) {  // splitmix64 finaliser: neighbouring indices give unrelated seeds
+    x += 0x9e3779b97f4a7c15ull;
+    x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ull;
+    x = (x ^ (x >> 27)) * 0x94d049bb133111ebull;
+    return x ^ (x >> 31);
+}
+
+// Whole numbers of ripple periods: no banding under that mains.
+double whole_period_exposure(Draw& d, int mains) {
+    const double period = 1e6 / (2.0 * mains);
+    return period * (d.chance(0.5) ? 1.0 : 2.0);
+}
+
+double any_exposure(Draw& d) { return std::exp(d.uniform(std::log(1000.0), std::log(20000.0))); }
+
+// Pictures are decoded once per run however many sequences use them.
+std::shared_ptr<const Picture> cached_picture(const std::string& path) {
+    static std::map<std::string, std::shared_ptr<const Picture>> cache;
+    auto& slot = cache[path];
+    if (!slot) slot = std::make_shared<const Picture>(read_picture(path));
+    return slot;
+}
+
+}  // namespace
+
+std::vector<std::string> benchmark_lamps() {
+    std::vector<std::string> lamps = {"steady"};
+    for (const Lamp& lamp : lamp_catalogue()) lamps.push_back(lamp.name);
+    return lamps;
+}
+
+std::vector<std::string> benchmark_pictures(const std::string& picture_dir) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> names;
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(picture_dir, ec))
+        if (e.is_regular_file()) names.push_back(e.path().filename().string());
+    std::sort(names.begin(), names.end());
+    names.insert(names.begin(), "uniform");
+    return names;
+}
+
+float benchmark_line_time(double fps) {
+    return float(std::min(10.0, 0.9e6 / fps / double(kBenchmarkRows * kBenchmarkLinesPerRow)));
+}
+
+SequenceSpec recipe_sequence(uint64_t seed, int index, const std::vector<std::string>& pictures) {
+    Draw d(mix(seed * 0x100000001b3ull + uint64_t(index)));
+    SequenceSpec s;
+    s.index = index;
+    s.seed = mix(seed ^ (uint64_t(index) << 20));
+    s.mains = index % 2 == 0 ? 50 : 60;
+    s.drift_hz = d.uniform(-0.1, 0.1);
+    s.mains_phase_us = d.uniform(0.0, 1e6 / s.mains);
+    s.lamp = d.pick(benchmark_lamps());
+    s.picture = d.pick(pictures);
+    const double w = d.uniform(0.3, 1.0), h = d.uniform(0.3, 1.0);
+    s.window = {d.uniform(0.0, 1.0 - w), d.uniform(0.0, 1.0 - h), w, h};
+    static const std::vector<std::string> brightness = {"dim", "medium", "bright"};
+    s.brightness = d.pick(brightness);
+    const double base = s.brightness == "dim" ? 30.0 : s.brightness == "medium" ? 150.0 : 500.0;
+    s.level = base * d.uniform(0.8, 1.25);
+
+    const double kind = d.uniform(0.0, 1.0);
+    if (kind < 0.25) s.exposure_us = whole_period_exposure(d, s.mains);
+    else if (kind < 0.40) s.exposure_us = whole_period_exposure(d, s.mains == 50 ? 60 : 50);
+    else s.exposure_us = any_exposure(d);
+
+    static const std::vector<double> rates = {15.0, 24.0, 25.0, 29.97, 30.0, 60.0};
+    std::vector<double> allowed;
+    for (double f : rates)
+        if (s.exposure_us <= 0.95e6 / f) allowed.push_back(f);
+    s.fps = d.pick(allowed);
+
+    if (d.chance(0.2)) {
+        s.exposure_change_frame = 2 + int(d.uniform(0.0, 3.0));
+        const double after = d.chance(0.5) ? whole_period_exposure(d, s.mains) : any_exposure(d);
+        s.exposure_after_us = std::min(after, 0.95e6 / s.fps);
+    }
+    s.daylight = d.chance(0.4) ? d.uniform(0.3, 0.9) : 0.0;
+    s.motion_lines = d.chance(0.3) ? d.uniform(4.0, 48.0) * (d.chance(0.5) ? 1.0 : -1.0) : 0.0;
+    s.first_timestamp_ns = int64_t(d.uniform(1e8, 1.1e9));
+    return s;
+}
+
+Scene sequence_scene(const SequenceSpec& spec, const std::string& picture_dir) {
+    Scene scene;
+    scene.mains_frequency = spec.mains;
+    scene.mains_drift = spec.drift_hz / spec.mains;
+    scene.mains_phase = spec.mains_phase_us;
+    if (spec.lamp == "steady") {
+        scene.depth = 0.0;
+    } else {
+        const Lamp* lamp = find_lamp(spec.lamp);
+        if (lamp == nullptr) throw InputError("benchmark", "lamp", "no lamp named '" + spec.lamp + "'");
+        scene.lamp = *lamp;
+    }
+    scene.daylight = spec.daylight;
+    scene.exposure_time = float(spec.exposure_us);
+    scene.line_time = benchmark_line_time(spec.fps);
+    scene.lines_per_row = kBenchmarkLinesPerRow;
+    scene.rows = kBenchmarkRows;
+    if (spec.picture != "uniform") {
+        scene.picture = cached_picture(picture_dir + "/" + spec.picture);
+        scene.window = spec.window;
+    }
+    scene.level = spec.level;
+    scene.noise = 2.0;
+    scene.full_well = 6000.0;
+    scene.seed = spec.seed;
+    return scene;
+}
+
+SequenceOptions sequence_options(const SequenceSpec& spec) {
+    SequenceOptions o;
+    o.frames = kBenchmarkFrames;
+    o.fps = spec.fps;
+    o.motion_lines = spec.motion_lines;
+    o.exposure_change_frame = spec.exposure_change_frame;
+    o.exposure_after = float(spec.exposure_after_us);
+    o.first_timestamp_ns = spec.first_timestamp_ns;
+    return o;
+}
+
+}  // namespace kevra_tool

@@ -1,0 +1,39 @@
+// `kevra tune`: a search of the library decision's tuning fields on a labelled
+// set, with a held-out share for an honest figure.
+#ifndef KEVRA_TOOLS_TUNE_COMMAND_H
+#define KEVRA_TOOLS_TUNE_COMMAND_H
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "benchmark_manifest.h"
+#include "eval_methods.h"
+#include "eval_scoring.h"
+
+namespace kevra_tool {
+
+struct TuneOptions {
+    std::string manifest;
+    double holdout = 0.5;
+    std::string output;
+};
+
+// The frame a sequence's answer is given after, with the sequence's record.
+struct LabelledFrame {
+    const SequenceRecord* record;
+    Capture capture;
+};
+
+Scores score_tuning(const LibraryTuning& tuning, const std::vector<LabelledFrame>& frames);
+
+// Coordinate search from `start` over the range ladder, the detect-ratio
+// ladder, the local band, the level scale and the weight mode, maximising
+// correct answers (ties: fewer false flickers, then the earlier candidate).
+LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<LabelledFrame>& frames, std::ostream* log);
+
+int run_tune(const TuneOptions& options, std::ostream& out, std::ostream& err, bool progress);
+
+}  // namespace kevra_tool
+
+#endif  // KEVRA_TOOLS_TUNE_COMMAND_H
