@@ -1,0 +1,156 @@
+// The detection-quality instrument: labels, score arithmetic, the tuning
+// search and the benchmark's reproducibility.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <sstream>
+
+#include "benchmark_command.h"
+#include "default_tuning.h"
+#include "detection.h"
+#include "eval_scoring.h"
+#include "json_values.h"
+#include "labelling.h"
+#include "scene_synthesis.h"
+#include "tool_test_support.h"
+#include "tune_command.h"
+
+namespace {
+
+using kevra_tool::Answer;
+using kevra_tool::Truth;
+
+// Visible ripple over the lines of a 3072-line frame, as the benchmark measures it.
+double visible_ripple(double mains, double depth, double exposure_us) {
+    kevra_tool::Scene s;
+    s.mains_frequency = mains;
+    s.depth = depth;
+    double lo = 1e9, hi = -1e9, sum = 0.0;
+    for (int line = 0; line < 3072; ++line) {
+        const double l = kevra_tool::lamp_mean(s, 1234.5 + 10.0 * line, exposure_us);
+        lo = std::min(lo, l), hi = std::max(hi, l), sum += l;
+    }
+    return (hi - lo) / (sum / 3072.0);
+}
+
+TEST(Labelling, WholeRipplePeriodsAndSteadyLightAreNoneAVisibleRippleIsItsMains) {
+    const struct { double mains, depth, exposure_us; Truth label; } cases[] = {
+        {50.0, 1.0, 10000.0, Truth::None},        {50.0, 1.0, 20000.0, Truth::None},
+        {60.0, 1.0, 1e6 / 120.0, Truth::None},    {60.0, 1.0, 2e6 / 120.0, Truth::None},
+        {60.0, 0.0, 4000.0, Truth::None},         {60.0, 0.3, 4000.0, Truth::Hz60},
+        {50.0, 0.3, 4000.0, Truth::Hz50},         {60.0, 1.0, 10000.0, Truth::Hz60},  // 1.2 periods
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.mains << " Hz, depth " << c.depth << ", " << c.exposure_us << " us");
+        EXPECT_EQ(kevra_tool::label_for(visible_ripple(c.mains, c.depth, c.exposure_us), int(c.mains)), c.label);
+    }
+    // The band of a factor 1.5 around the limit is left out either way.
+    EXPECT_EQ(kevra_tool::label_for(0.0099, 50), Truth::None);
+    EXPECT_EQ(kevra_tool::label_for(0.0101, 50), Truth::Ambiguous);
+    EXPECT_EQ(kevra_tool::label_for(0.0224, 60), Truth::Ambiguous);
+    EXPECT_EQ(kevra_tool::label_for(0.0226, 60), Truth::Hz60);
+    EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 30.0, 60.0), 0.0, 1e-9);   // 4 periods: stands
+    EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 30.0, 50.0), 1.0 / 3.0, 1e-9);  // 3 1/3 periods
+    EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 29.97, 60.0), 0.004, 1e-3);
+}
+
+TEST(Scoring, ConfusionMatrixAndRatesOnAHandMadeSet) {
+    // truth, answer: 3 NONE (one false 60), 3 at 50 (one called 60, one missed),
+    // 2 at 60 (one UNKNOWN), 1 ambiguous that must not count.
+    const std::pair<Truth, Answer> set[] = {
+        {Truth::None, Answer::None}, {Truth::None, Answer::None}, {Truth::None, Answer::Hz60},
+        {Truth::Hz50, Answer::Hz50}, {Truth::Hz50, Answer::Hz60}, {Truth::Hz50, Answer::None},
+        {Truth::Hz60, Answer::Hz60}, {Truth::Hz60, Answer::Unknown}, {Truth::Ambiguous, Answer::Hz50},
+    };
+    kevra_tool::Scores s;
+    for (const auto& [truth, answer] : set) {
+        kevra_tool::SequenceRecord r;
+        r.label = truth;
+        r.lamp = truth == Truth::None ? "steady" : "lamp";
+        add_answer(s, r, answer);
+    }
+    EXPECT_EQ(s.scored(), 8);
+    EXPECT_EQ(s.confusion[0][2], 1);
+    EXPECT_EQ(s.confusion[1][2], 1);
+    EXPECT_EQ(s.confusion[2][3], 1);
+    EXPECT_DOUBLE_EQ(s.accuracy(), 4.0 / 8.0);
+    EXPECT_DOUBLE_EQ(s.false_flicker_rate(), 1.0 / 3.0);
+    EXPECT_DOUBLE_EQ(s.wrong_frequency_rate(), 1.0 / 5.0);
+    EXPECT_DOUBLE_EQ(s.miss_rate(), 2.0 / 5.0);
+    EXPECT_EQ(s.by["lamp"]["steady"].total, 3);
+    EXPECT_EQ(s.by["lamp"]["lamp"].correct, 2);
+}
+
+TEST(Tuning, ThresholdChoiceAndSearchFindAPlantedBoundary) {
+    // Scores 1..10; labels flicker from 6 on: the boundary lies in [5, 6).
+    std::vector<kevra_tool::SequenceRecord> records(10);
+    std::vector<kevra_tool::MethodOutput> outputs(10);
+    for (int i = 0; i < 10; ++i) {
+        records[size_t(i)].label = i >= 5 ? Truth::Hz50 : Truth::None;
+        outputs[size_t(i)].score = i + 1;
+        outputs[size_t(i)].frequency = Answer::Hz50;
+    }
+    const double t = kevra_tool::choose_threshold(records, outputs, std::vector<bool>(10, true));
+    EXPECT_GE(t, 5.0);
+    EXPECT_LT(t, 6.0);
+
+    // Uniform 50 Hz scenes: weak ripples labelled NONE, strong ones 50. The
+    // default tuning calls the weak ones flicker; the search must not.
+    std::vector<kevra_tool::SequenceRecord> labels;
+    std::vector<kevra_tool::LabelledFrame> frames;
+    const double depths[] = {0.03, 0.04, 0.05, 0.3, 0.4, 0.5};
+    labels.reserve(6);
+    for (double depth : depths) {
+        kevra_tool::Scene s = kevra_tool::builtin_sample_scene();
+        s.zone_gain = {1, 1, 1, 1, 1, 1};
+        s.depth = depth;
+        s.seed = uint64_t(depth * 1000);
+        kevra_tool::SequenceRecord r;
+        r.label = depth < 0.1 ? Truth::None : Truth::Hz50;
+        labels.push_back(r);
+        frames.push_back({&labels.back(), kevra_tool::synthesize(s)});
+    }
+    const kevra_tool::LibraryTuning start = kevra_tool::tuning_of(kevra_tool::default_config());
+    ASSERT_GT(score_tuning(start, frames).false_flicker_rate(), 0.0);
+    const kevra_tool::Scores found = score_tuning(search_tuning(start, frames, nullptr), frames);
+    EXPECT_EQ(found.false_flicker_rate(), 0.0);
+    EXPECT_EQ(found.miss_rate(), 0.0);
+}
+
+std::string file_bytes(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+TEST(Benchmark, RegeneratesBitForBitAndEvaluatesEndToEnd) {
+    kevra_tool_test::TempDir dir;
+    std::filesystem::create_directory(dir.file("pictures"));  // uniform scenes only
+    for (const char* out : {"a", "b"})
+        ASSERT_EQ(kevra_tool_test::run_cli({"benchmark", "-o", dir.file(out), "--seed", "7", "--sequences", "4",
+                                            "--pictures", dir.file("pictures")}).status, 0);
+    size_t files = 0;
+    for (const auto& e : std::filesystem::recursive_directory_iterator(dir.file("a"))) {
+        if (!e.is_regular_file()) continue;
+        const std::string rel = std::filesystem::relative(e.path(), dir.file("a")).string();
+        EXPECT_EQ(file_bytes(e.path().string()), file_bytes(dir.file("b/" + rel))) << rel;
+        ++files;
+    }
+    EXPECT_EQ(files, 1u + 4u * 6u * 3u);  // manifest, and per frame a capture and two streams
+
+    const auto run = kevra_tool_test::run_cli({"eval", dir.file("a/manifest.json"), "--json", "--holdout", "0.5"});
+    ASSERT_EQ(run.status, 0) << run.err;
+    const kevra_tool::Json j = kevra_tool::Json::parse(run.out);
+    EXPECT_EQ(j["sequences"], 4);
+    for (const auto& m : j["methods"]) {
+        int scored = 0;
+        for (const auto& [truth, answers] : m["held_out"]["confusion"].items())
+            for (const auto& [answer, n] : answers.items()) scored += n.get<int>();
+        EXPECT_EQ(scored, m["held_out"]["scored"].get<int>()) << m["name"];
+    }
+}
+
+}  // namespace
