@@ -12,7 +12,9 @@
 #include "detection.h"
 #include "file_io.h"
 #include "input_error.h"
+#include "progress.h"
 #include "report.h"
+#include "stats_command.h"
 
 namespace kevra_tool {
 namespace {
@@ -42,25 +44,6 @@ std::string plot_path(const std::string& plot, size_t index, size_t count) {
     std::snprintf(number, sizeof number, "-%04zu", index + 1);
     return (p.parent_path() / (p.stem().string() + number + p.extension().string())).string();
 }
-
-class Progress {
-public:
-    Progress(std::ostream& err, bool enabled) : err_(err), enabled_(enabled) {}
-    void show(size_t done, size_t total, const std::string& name) {
-        if (!enabled_) return;
-        err_ << "\r\033[K[" << done + 1 << "/" << total << "] " << name << std::flush;
-        shown_ = true;
-    }
-    void clear() {
-        if (shown_) err_ << "\r\033[K" << std::flush;
-        shown_ = false;
-    }
-
-private:
-    std::ostream& err_;
-    bool enabled_;
-    bool shown_ = false;
-};
 
 int run_detect(const DetectOptions& o, std::ostream& out, std::ostream& err, bool progress_wanted) {
     const bool builtin = o.captures.empty();
@@ -168,12 +151,15 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     CLI::App* synth = app.add_subcommand("synth", "Write a capture of a synthetic rolling-shutter scene");
     add_synth_options(*synth, synth_options);
 
+    const StatsCommand stats(app);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         return app.exit(e, out, err);
     }
     if (detect->parsed()) return run_detect(detect_options, out, err, progress);
+    if (stats.subcommand()->parsed()) return stats.run(err, progress);
     return run_synth(synth_options, err);
 }
 
