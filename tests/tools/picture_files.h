@@ -71,6 +71,47 @@ inline void write_tiff(const std::string& path, int width, int height, int chann
     TIFFClose(tiff);
 }
 
+// A 16-bit Bayer DNG of the colours `pattern` (say "BGGR"), with its black
+// and white levels, exposure time and capture time.
+inline void write_dng(const std::string& path, int width, int height, const std::vector<unsigned>& samples,
+                      const char* pattern, unsigned black, unsigned white, double exposure_s, const char* date) {
+    static const TIFFFieldInfo exposure_field[] = {
+        {33434, 1, 1, TIFF_RATIONAL, FIELD_CUSTOM, 1, 0, const_cast<char*>("ExposureTime")}};
+    TIFF* tiff = TIFFOpen(path.c_str(), "w");
+    TIFFMergeFieldInfo(tiff, exposure_field, 1);
+    TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, 0);
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, uint32_t(width));
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, uint32_t(height));
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, uint16_t(1));
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, uint16_t(16));
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CFA);
+    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+    TIFFSetField(tiff, TIFFTAG_MAKE, "Kevra");
+    TIFFSetField(tiff, TIFFTAG_MODEL, "Test");
+    TIFFSetField(tiff, TIFFTAG_DATETIME, date);
+    const uint8_t version[4] = {1, 4, 0, 0};
+    TIFFSetField(tiff, TIFFTAG_DNGVERSION, version);
+    TIFFSetField(tiff, TIFFTAG_UNIQUECAMERAMODEL, "Kevra Test");
+    const uint16_t dim[2] = {2, 2};
+    TIFFSetField(tiff, TIFFTAG_CFAREPEATPATTERNDIM, dim);
+    uint8_t cfa[4];
+    for (int i = 0; i < 4; ++i) cfa[i] = pattern[i] == 'R' ? 0 : pattern[i] == 'G' ? 1 : 2;
+    TIFFSetField(tiff, TIFFTAG_CFAPATTERN, 4, cfa);
+    const float black_level[1] = {float(black)};
+    TIFFSetField(tiff, TIFFTAG_BLACKLEVEL, 1, black_level);
+    const uint32_t white_level[1] = {white};
+    TIFFSetField(tiff, TIFFTAG_WHITELEVEL, 1, white_level);
+    const float identity[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    TIFFSetField(tiff, TIFFTAG_COLORMATRIX1, 9, identity);
+    TIFFSetField(tiff, 33434, exposure_s);
+    std::vector<uint16_t> row(static_cast<size_t>(width));
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) row[size_t(x)] = uint16_t(samples[size_t(y) * size_t(width) + size_t(x)]);
+        TIFFWriteScanline(tiff, row.data(), uint32_t(y), 0);
+    }
+    TIFFClose(tiff);
+}
+
 // 8-bit grey or RGB, or 16-bit grey.
 inline std::string png_file(int width, int height, int channels, int bits, const std::vector<unsigned>& samples) {
     png_image image{};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ctime>
 #include <filesystem>
 
 #include "capture.h"
@@ -88,9 +89,14 @@ TEST(StatsCommand, SumsAndCountsAreWhatTheGeometryPredicts) {
     dir.write("gbrg.pgm", kevra_tool_test::pnm_file(width, height, 1, 4095, mosaic("GBRG", 4095, width, height)));
     dir.write("second.pgm", file_bytes(dir.file("gbrg.pgm")));
     kevra_tool_test::write_tiff(dir.file("rggb.tif"), width, height, 1, 16, mosaic("RGGB", 65535, width, height));
+    kevra_tool_test::write_dng(dir.file("bggr.dng"), width, height, mosaic("BGGR", 4000, width, height), "BGGR", 64,
+                               4000, 0.0008, "2024:01:02 03:04:05");
     std::vector<unsigned> rgb;
     for (int i = 0; i < width * height; ++i) rgb.insert(rgb.end(), {200, 100, 50});
     dir.write("rgb.png", kevra_tool_test::png_file(width, height, 3, 8, rgb));
+    std::tm date{};  // the DNG's 2024:01:02 03:04:05, local time as LibRaw reads it
+    date.tm_year = 124, date.tm_mday = 2, date.tm_hour = 3, date.tm_min = 4, date.tm_sec = 5, date.tm_isdst = -1;
+    const int64_t dng_time = int64_t(std::mktime(&date)) * 1'000'000'000;
     const double n = 4 * 5;  // every other line and column of a zone's row
     const auto level = [](unsigned code) { return std::round(srgb(code, 255) * 1023); };
     const struct {
@@ -99,14 +105,17 @@ TEST(StatsCommand, SumsAndCountsAreWhatTheGeometryPredicts) {
         double sum[4];
         uint32_t clipped[4];
     } cases[] = {
-        {{"gbrg.pgm", "second.pgm", "--bayer", "GBRG", "--fps", "50", "--first-timestamp", "1000"},
+        {{"gbrg.pgm", "second.pgm", "--bayer", "GBRG", "--fps", "50", "--first-timestamp", "1000", "--exposure", "800"},
          4095, {100 * n, 200 * n, 300 * n, 4095 * n}, {0, 0, 0, uint32_t(n)}},
-        {{"rggb.tif"}, 65535, {100 * n, 200 * n, 300 * n, 65535 * n}, {0, 0, 0, uint32_t(n)}},
-        {{"rgb.png"}, 1023, {level(200) * n, level(100) * n, level(100) * n, level(50) * n}, {0, 0, 0, 0}},
+        {{"rggb.tif", "--exposure", "800"}, 65535, {100 * n, 200 * n, 300 * n, 65535 * n}, {0, 0, 0, uint32_t(n)}},
+        // Pattern, black and white level, exposure and (second-resolution) time from the file.
+        {{"bggr.dng"}, 3936, {36 * n, 136 * n, 236 * n, 3936 * n}, {0, 0, 0, uint32_t(n)}},
+        {{"rgb.png", "--exposure", "800"}, 1023, {level(200) * n, level(100) * n, level(100) * n, level(50) * n},
+         {0, 0, 0, 0}},
     };
     for (const auto& k : cases) {
-        std::vector<std::string> args = {"stats", "--line-time", "12.5", "--exposure", "800", "--lines-per-row", "8",
-                                         "-o", dir.file("out.json")};
+        std::vector<std::string> args = {"stats", "--line-time", "12.5", "--lines-per-row", "8", "-o",
+                                         dir.file("out.json")};
         for (const std::string& a : k.args) args.push_back(a.find('.') != std::string::npos ? dir.file(a) : a);
         const auto run = run_cli(args);
         ASSERT_EQ(run.status, 0) << run.err;
@@ -119,7 +128,8 @@ TEST(StatsCommand, SumsAndCountsAreWhatTheGeometryPredicts) {
             EXPECT_EQ(c.parameter.ratio_table[0], float(k.full_scale));
             EXPECT_EQ(c.parameter.line_time, 12.5f);
             EXPECT_EQ(c.parameter.exposure_time, 800.0f);
-            EXPECT_EQ(c.timestamp_ns, sequence ? 1000 + 20'000'000 * frame : 0);
+            const bool dng = k.args[0] == "bggr.dng";
+            EXPECT_EQ(c.timestamp_ns, sequence ? 1000 + 20'000'000 * frame : dng ? dng_time : 0);
             for (size_t w = 0; w < c.sum_stream.size(); ++w) {
                 EXPECT_EQ(c.sum_stream[w], k.sum[w % 4]) << out << " word " << w;
                 EXPECT_EQ(c.count_stream[w], k.clipped[w % 4] << 24 | uint32_t(n)) << out << " word " << w;
