@@ -15,6 +15,7 @@
 #include "progress.h"
 #include "quality_commands.h"
 #include "report.h"
+#include "stats_command.h"
 
 namespace kevra_tool {
 namespace {
@@ -152,12 +153,15 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     add_synth_options(*synth, synth_options);
     const QualityCommands quality(app);
 
+    const StatsCommand stats(app);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
         return app.exit(e, out, err);
     }
     if (detect->parsed()) return run_detect(detect_options, out, err, progress);
+    if (stats.subcommand()->parsed()) return stats.run(err, progress);
     if (quality.parsed()) return quality.run(out, err, progress);
     return run_synth(synth_options, err);
 }

@@ -1,4 +1,5 @@
-// A progress line on standard error, shown only when that is a terminal.
+// A progress line on standard error for batches, shown only when asked (when
+// standard error is a terminal) and cleared before anything else is printed.
 #ifndef KEVRA_TOOLS_PROGRESS_H
 #define KEVRA_TOOLS_PROGRESS_H
 
