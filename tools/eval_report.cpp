@@ -29,6 +29,7 @@ Json scores_to_json(const Scores& s) {
         for (int a = 0; a < 4; ++a) matrix[kTruthNames[t]][kAnswerNames[a]] = s.confusion[t][a];
     j["confusion"] = matrix;
     j["accuracy"] = s.accuracy();
+    j["balanced_accuracy"] = s.balanced_accuracy();
     j["false_flicker_rate"] = s.false_flicker_rate();
     j["wrong_frequency_rate"] = s.wrong_frequency_rate();
     j["miss_rate"] = s.miss_rate();
@@ -80,7 +81,8 @@ void write_eval_text(std::ostream& out, const EvalResult& r) {
         if (m.thresholded) out << " (threshold " << m.threshold << ", chosen on the tuning split)";
         char cost[64];
         std::snprintf(cost, sizeof cost, "%.1f us CPU per frame", m.cpu_us_per_frame);
-        out << "\n  " << s.scored() << " scored, accuracy " << pct(s.accuracy()) << ", false flicker "
+        out << "\n  " << s.scored() << " scored, accuracy " << pct(s.accuracy()) << " (balanced "
+            << pct(s.balanced_accuracy()) << "), false flicker "
             << pct(s.false_flicker_rate()) << ", wrong frequency " << pct(s.wrong_frequency_rate()) << ", missed "
             << pct(s.miss_rate()) << ", " << cost << "\n";
         out << "  truth \\ answer   NONE     50     60  UNKNOWN\n";

@@ -41,6 +41,18 @@ double Scores::accuracy() const {
     return n > 0 ? double(confusion[0][0] + confusion[1][1] + confusion[2][2]) / n : 0.0;
 }
 
+double Scores::balanced_accuracy() const {
+    double sum = 0.0;
+    int classes = 0;
+    for (int t = 0; t < 3; ++t) {
+        const int n = confusion[t][0] + confusion[t][1] + confusion[t][2] + confusion[t][3];
+        if (n == 0) continue;
+        sum += double(confusion[t][t]) / n;
+        ++classes;
+    }
+    return classes > 0 ? sum / classes : 0.0;
+}
+
 double Scores::false_flicker_rate() const {
     const int n = confusion[0][0] + confusion[0][1] + confusion[0][2] + confusion[0][3];
     return n > 0 ? double(confusion[0][1] + confusion[0][2]) / n : 0.0;
@@ -97,19 +109,16 @@ double choose_threshold(const std::vector<SequenceRecord>& records, const std::v
     for (size_t i = 0; i < outputs.size(); ++i)
         if (use[i] && records[i].label != Truth::Ambiguous) candidates.push_back(outputs[i].score);
     std::sort(candidates.begin(), candidates.end());
-    double best = 0.0;
-    int best_correct = -1, best_false = 0;
+    double best = 0.0, best_score = -1.0;
+    int best_false = 0;
     for (double threshold : candidates) {  // answer flicker above the threshold
-        int correct = 0, false_flicker = 0;
-        for (size_t i = 0; i < outputs.size(); ++i) {
-            if (!use[i] || records[i].label == Truth::Ambiguous) continue;
-            const Answer a = thresholded_answer(outputs[i], threshold);
-            correct += is_correct(records[i].label, a) ? 1 : 0;
-            false_flicker += records[i].label == Truth::None && a != Answer::None ? 1 : 0;
-        }
-        if (correct > best_correct || (correct == best_correct && false_flicker < best_false)) {
-            best = threshold, best_correct = correct, best_false = false_flicker;
-        }
+        Scores s;
+        for (size_t i = 0; i < outputs.size(); ++i)
+            if (use[i]) add_answer(s, records[i], thresholded_answer(outputs[i], threshold));
+        const int false_flicker = s.confusion[0][1] + s.confusion[0][2];
+        const double score = s.balanced_accuracy();
+        if (score > best_score || (score == best_score && false_flicker < best_false))
+            best = threshold, best_score = score, best_false = false_flicker;
     }
     return best;
 }

@@ -22,6 +22,9 @@ struct Scores {
     int confusion[3][4] = {};  // [truth none/50/60][answer none/50/60/unknown]
     int scored() const;
     double accuracy() const;
+    // Mean of the recalls of NONE, 50 and 60: what the searches maximise, so
+    // that answering NONE always (the commonest truth) scores a third.
+    double balanced_accuracy() const;
     double false_flicker_rate() const;    // answers 50 or 60 among truly NONE sequences
     double wrong_frequency_rate() const;  // 50 for 60 or 60 for 50 among flickering sequences
     double miss_rate() const;             // NONE or UNKNOWN among flickering sequences
@@ -35,8 +38,8 @@ std::vector<std::pair<std::string, std::string>> breakdown_keys(const SequenceRe
 // Adds one answer; ambiguous sequences are not scored.
 void add_answer(Scores& scores, const SequenceRecord& record, Answer answer);
 
-// The threshold maximising accuracy over the sequences where `use` is set
-// (ties: the lowest false-flicker count, then the lowest threshold).
+// The threshold maximising balanced accuracy over the sequences where `use`
+// is set (ties: the lowest false-flicker count, then the lowest threshold).
 double choose_threshold(const std::vector<SequenceRecord>& records, const std::vector<MethodOutput>& outputs,
                         const std::vector<bool>& use);
 

@@ -67,15 +67,14 @@ std::vector<std::vector<Candidate>> candidate_groups() {
 Json scores_summary(const Scores& s) {
     return {{"scored", s.scored()},
             {"accuracy", s.accuracy()},
+            {"balanced_accuracy", s.balanced_accuracy()},
             {"false_flicker_rate", s.false_flicker_rate()},
             {"wrong_frequency_rate", s.wrong_frequency_rate()},
             {"miss_rate", s.miss_rate()}};
 }
 
 bool better(const Scores& a, const Scores& b) {
-    const int ca = a.confusion[0][0] + a.confusion[1][1] + a.confusion[2][2];
-    const int cb = b.confusion[0][0] + b.confusion[1][1] + b.confusion[2][2];
-    if (ca != cb) return ca > cb;
+    if (a.balanced_accuracy() != b.balanced_accuracy()) return a.balanced_accuracy() > b.balanced_accuracy();
     return a.confusion[0][1] + a.confusion[0][2] < b.confusion[0][1] + b.confusion[0][2];
 }
 
@@ -102,7 +101,7 @@ LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<Labell
                 const Scores s = score_tuning(t, frames);
                 if (better(s, best_scores)) {
                     best = t, best_scores = s, changed = true;
-                    if (log) *log << "  round " << round + 1 << ": " << c.what << " -> accuracy " << s.accuracy() << "\n";
+                    if (log) *log << "  round " << round + 1 << ": " << c.what << " -> balanced accuracy " << s.balanced_accuracy() << "\n";
                 }
             }
         }
@@ -135,15 +134,16 @@ int run_tune(const TuneOptions& o, std::ostream& out, std::ostream& err, bool pr
         const Scores best_tune = score_tuning(best, tuning_frames), start_tune = score_tuning(start, tuning_frames);
         j["scores"] = {{"tuning_split", scores_summary(best_tune)}};
         j["default_scores"] = {{"tuning_split", scores_summary(start_tune)}};
-        out << "tuning split: accuracy " << start_tune.accuracy() << " with the default tuning, " << best_tune.accuracy()
-            << " with the result\n";
+        out << "tuning split: balanced accuracy " << start_tune.balanced_accuracy() << " with the default tuning, "
+            << best_tune.balanced_accuracy() << " with the result\n";
         if (!held_out_frames.empty()) {
             const Scores best_held = score_tuning(best, held_out_frames), start_held = score_tuning(start, held_out_frames);
             j["scores"]["held_out"] = scores_summary(best_held);
             j["default_scores"]["held_out"] = scores_summary(start_held);
-            out << "held out:     accuracy " << start_held.accuracy() << " with the default tuning, "
-                << best_held.accuracy() << " with the result (false flicker " << start_held.false_flicker_rate()
-                << " -> " << best_held.false_flicker_rate() << ")\n";
+            out << "held out:     balanced accuracy " << start_held.balanced_accuracy() << " with the default tuning, "
+                << best_held.balanced_accuracy() << " with the result (accuracy " << start_held.accuracy() << " -> "
+                << best_held.accuracy() << ", false flicker " << start_held.false_flicker_rate() << " -> "
+                << best_held.false_flicker_rate() << ")\n";
         }
         write_file_atomically(o.output, j.dump(1) + "\n");
     } catch (const std::exception& e) {

@@ -29,7 +29,7 @@ Scores score_tuning(const LibraryTuning& tuning, const std::vector<LabelledFrame
 
 // Coordinate search from `start` over the range ladder, the detect-ratio
 // ladder, the local band, the level scale and the weight mode, maximising
-// correct answers (ties: fewer false flickers, then the earlier candidate).
+// balanced accuracy (ties: fewer false flickers, then the earlier candidate).
 LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<LabelledFrame>& frames, std::ostream* log);
 
 int run_tune(const TuneOptions& options, std::ostream& out, std::ostream& err, bool progress);

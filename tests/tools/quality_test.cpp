@@ -76,6 +76,7 @@ TEST(Scoring, ConfusionMatrixAndRatesOnAHandMadeSet) {
     EXPECT_EQ(s.confusion[1][2], 1);
     EXPECT_EQ(s.confusion[2][3], 1);
     EXPECT_DOUBLE_EQ(s.accuracy(), 4.0 / 8.0);
+    EXPECT_DOUBLE_EQ(s.balanced_accuracy(), (2.0 / 3.0 + 1.0 / 3.0 + 1.0 / 2.0) / 3.0);
     EXPECT_DOUBLE_EQ(s.false_flicker_rate(), 1.0 / 3.0);
     EXPECT_DOUBLE_EQ(s.wrong_frequency_rate(), 1.0 / 5.0);
     EXPECT_DOUBLE_EQ(s.miss_rate(), 2.0 / 5.0);
