@@ -70,12 +70,13 @@ Waveform led_string(double threshold) {
     return [=](double x) { return std::max(std::fabs(std::sin(x)) - threshold, 0.0); };
 }
 
-// Capacitor ripple: charged at the supply's peaks, discharging linearly
-// between them; ripple r peak to peak relative to the mean.
+// Capacitor ripple: discharging linearly from each supply peak, recharged
+// over the last fifth of the half cycle before the next; r peak to peak
+// relative to the mean.
 Waveform capacitor_ripple(double r) {
     return [=](double x) {
         const double t = std::fmod(x - kPi / 2.0 + kPi, kPi) / kPi;  // 0 at a peak
-        return 1.0 + r * (0.5 - t);
+        return t < 0.8 ? 1.0 + r * (0.5 - t / 0.8) : 1.0 + r * (-0.5 + (t - 0.8) / 0.2);
     };
 }
 
@@ -100,7 +101,7 @@ std::vector<Lamp> build_catalogue() {
     lamps.push_back(make_lamp("incandescent", "tungsten filament: 11% sinusoidal ripple, trailing the supply",
                               sinusoid(0.11, kPi / 4.0)));
     lamps.push_back(make_lamp("fluorescent-magnetic", "fluorescent tube on a choke ballast: 46% modulation",
-                              partly_rectified(0.52)));
+                              partly_rectified(0.54)));
     lamps.push_back(make_lamp("fluorescent-electronic", "fluorescent tube or CFL on an electronic ballast: 5% ripple",
                               capacitor_ripple(0.10)));
     lamps.push_back(make_lamp("led-rectified", "LED string on the rectified supply: dark near each zero crossing",
