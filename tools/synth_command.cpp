@@ -122,6 +122,8 @@ void finish(const CLI::App& app, SynthOptions& o) {
         if (o.channel_gain.size() != 4) bad("--channel-gain", "expected four values");
         std::copy(o.channel_gain.begin(), o.channel_gain.end(), s.channel_gain.begin());
     }
+    if (!o.zone_gain.empty() && !o.picture.empty())
+        bad("--zone-gain", "is the scene without a picture; with --scene the picture gives each zone's content");
     if (!o.window.empty()) {
         if (o.window.size() != 4) bad("--window", "expected x,y,width,height");
         std::copy(o.window.begin(), o.window.end(), s.window.begin());

@@ -30,6 +30,7 @@ TEST(SynthCommand, RefusesBadSceneAndSequenceOptions) {
         {{"--exposure-change", "1000"}, "synth: --exposure-change: expected FRAME:US"},
         {{"--motion", "2"}, "synth: --motion: moves a picture: give one with --scene"},
         {{"--window", "0,0,1,1"}, "synth: --window: chooses part of a picture"},
+        {{"--scene", "x.png", "--zone-gain", "1,1,1,1,1,1"}, "synth: --zone-gain: is the scene without a picture"},
         {{"--timestamp", "-5"}, "synth: --timestamp: expected a time >= 0 ns"},
         {{"--no-such-option"}, "synth: The following argument was not expected: --no-such-option"},
     };
