@@ -1,6 +1,7 @@
 #include "benchmark_recipe.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <map>
@@ -62,8 +63,12 @@ std::vector<std::string> benchmark_pictures(const std::string& picture_dir) {
     namespace fs = std::filesystem;
     std::vector<std::string> names;
     std::error_code ec;
-    for (const auto& e : fs::directory_iterator(picture_dir, ec))
-        if (e.is_regular_file()) names.push_back(e.path().filename().string());
+    for (const auto& e : fs::directory_iterator(picture_dir, ec)) {
+        std::string ext = e.path().extension().string();
+        std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+        for (const char* known : {".png", ".jpg", ".jpeg", ".pgm", ".ppm", ".tif", ".tiff", ".dng"})
+            if (e.is_regular_file() && ext == known) names.push_back(e.path().filename().string());
+    }
     std::sort(names.begin(), names.end());
     names.insert(names.begin(), "uniform");
     return names;

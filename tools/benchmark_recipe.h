@@ -39,7 +39,7 @@ struct SequenceSpec {
 // "steady" and every lamp of the catalogue.
 std::vector<std::string> benchmark_lamps();
 
-// "uniform" and the picture files of the directory, sorted by name.
+// "uniform" and the picture files (by extension) of the directory, sorted by name.
 std::vector<std::string> benchmark_pictures(const std::string& picture_dir);
 
 // Sequence i of the benchmark with this seed over these pictures; independent
