@@ -113,6 +113,7 @@ SequenceSpec recipe_sequence(uint64_t seed, int index, const std::vector<std::st
     }
     s.daylight = d.chance(0.4) ? d.uniform(0.3, 0.9) : 0.0;
     s.motion_lines = d.chance(0.3) ? d.uniform(4.0, 48.0) * (d.chance(0.5) ? 1.0 : -1.0) : 0.0;
+    if (s.picture == "uniform") s.motion_lines = 0.0;  // nothing to see move
     s.first_timestamp_ns = int64_t(d.uniform(1e8, 1.1e9));
     return s;
 }

@@ -20,7 +20,7 @@ struct Candidate {
 
 std::vector<std::vector<Candidate>> candidate_groups() {
     std::vector<std::vector<Candidate>> groups(5);
-    for (double base : {0.002, 0.003, 0.004, 0.005, 0.007, 0.01, 0.014, 0.02})
+    for (double base : {0.002, 0.003, 0.005, 0.007, 0.01, 0.014, 0.02, 0.03, 0.05, 0.08})
         for (double step : {1.5, 2.0, 3.0}) {
             char what[64];
             std::snprintf(what, sizeof what, "range_threshold %g x %g^k", base, step);
@@ -92,17 +92,30 @@ LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<Labell
     LibraryTuning best = start;
     Scores best_scores = score_tuning(best, frames);
     const auto groups = candidate_groups();
+    auto consider = [&](const LibraryTuning& t, const std::string& what) {
+        const Scores s = score_tuning(t, frames);
+        if (!better(s, best_scores)) return false;
+        best = t, best_scores = s;
+        if (log) *log << "  " << what << " -> balanced accuracy " << s.balanced_accuracy() << "\n";
+        return true;
+    };
+    // The range threshold, the local band and the weight mode act together
+    // (the band decides which rows the ratio counts), so they are searched
+    // jointly before each group is refined alone.
+    for (const Candidate& range : groups[0])
+        for (const Candidate& band : groups[2])
+            for (const Candidate& weight : groups[4]) {
+                LibraryTuning t = start;
+                range.set(t), band.set(t), weight.set(t);
+                consider(t, "joint: " + range.what + ", " + band.what + ", " + weight.what);
+            }
     for (int round = 0; round < 3; ++round) {
         bool changed = false;
         for (const auto& group : groups) {
             for (const Candidate& c : group) {
                 LibraryTuning t = best;
                 c.set(t);
-                const Scores s = score_tuning(t, frames);
-                if (better(s, best_scores)) {
-                    best = t, best_scores = s, changed = true;
-                    if (log) *log << "  round " << round + 1 << ": " << c.what << " -> balanced accuracy " << s.balanced_accuracy() << "\n";
-                }
+                changed = consider(t, "round " + std::to_string(round + 1) + ": " + c.what) || changed;
             }
         }
         if (!changed) break;

@@ -27,9 +27,10 @@ struct LabelledFrame {
 
 Scores score_tuning(const LibraryTuning& tuning, const std::vector<LabelledFrame>& frames);
 
-// Coordinate search from `start` over the range ladder, the detect-ratio
-// ladder, the local band, the level scale and the weight mode, maximising
-// balanced accuracy (ties: fewer false flickers, then the earlier candidate).
+// A joint grid over the range ladder, the local band and the weight mode,
+// then coordinate search over those, the detect-ratio ladder and the level
+// scale, maximising balanced accuracy (ties: fewer false flickers, then the
+// earlier candidate).
 LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<LabelledFrame>& frames, std::ostream* log);
 
 int run_tune(const TuneOptions& options, std::ostream& out, std::ostream& err, bool progress);
