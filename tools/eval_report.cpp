@@ -118,6 +118,8 @@ Json eval_to_json(const EvalResult& r) {
         if (m.thresholded) jm["threshold"] = m.threshold;
         jm["cpu_us_per_frame"] = m.cpu_us_per_frame;
         jm["held_out"] = scores_to_json(m.held_out);
+        jm["answers"] = Json::array();  // every sequence, in manifest order
+        for (Answer a : m.answers) jm["answers"].push_back(answer_name(a));
         const Curve c = curve_of(r, m);
         jm["detection_by_ripple"] = Json::array();
         for (int b = 0; b < kBins; ++b)
