@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "benchmark_command.h"
+#include "lamp_catalogue.h"
 #include "default_tuning.h"
 #include "detection.h"
 #include "eval_scoring.h"
@@ -120,6 +121,40 @@ TEST(Tuning, ThresholdChoiceAndSearchFindAPlantedBoundary) {
     EXPECT_EQ(found.miss_rate(), 0.0);
 }
 
+// The classic detectors on uniform scenes: the row DFT names the lamp's
+// frequency from one frame; the frame ratio sees the ripple only where it
+// moves between frames, which at 30 fps it does under 50 Hz and not under 60.
+TEST(ClassicMethods, NameTheRippleFrequencyAndTheRatioNeedsItToMove) {
+    const struct { double mains; const char* lamp; Answer frequency; bool dft_sees, ratio_sees; } cases[] = {
+        {50.0, "led-rectified", Answer::Hz50, true, true},
+        {60.0, "led-rectified", Answer::Hz60, true, false},
+        {50.0, "steady", Answer::None, false, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.mains << " Hz, " << c.lamp);
+        kevra_tool::Scene s;
+        s.mains_frequency = c.mains;
+        if (c.frequency != Answer::None) s.lamp = *kevra_tool::find_lamp(c.lamp);
+        else s.depth = 0.0;
+        s.full_well = 6000.0;
+        kevra_tool::SequenceOptions o;
+        o.frames = 3;
+        o.fps = 30.0;
+        std::vector<kevra_tool::Capture> frames;
+        for (auto& f : kevra_tool::synthesize_sequence(s, o)) frames.push_back(std::move(f.capture));
+        const kevra_tool::MethodOutput dft = kevra_tool::make_row_dft_method()->run(frames);
+        const kevra_tool::MethodOutput ratio = kevra_tool::make_frame_ratio_method()->run(frames);
+        EXPECT_EQ(dft.score > 0.01, c.dft_sees) << dft.score;
+        EXPECT_EQ(ratio.score > 0.01, c.ratio_sees) << ratio.score;
+        if (c.dft_sees) {
+            EXPECT_EQ(dft.frequency, c.frequency);
+        }
+        if (c.ratio_sees) {
+            EXPECT_EQ(ratio.frequency, c.frequency);
+        }
+    }
+}
+
 std::string file_bytes(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     std::ostringstream s;
@@ -142,8 +177,17 @@ TEST(Benchmark, RegeneratesBitForBitAndEvaluatesEndToEnd) {
     }
     EXPECT_EQ(files, 1u + 4u * 6u * 3u);  // manifest, and per frame a capture and two streams
 
-    const auto run = kevra_tool_test::run_cli({"eval", dir.file("a/manifest.json"), "--json", "--holdout", "0.5"});
+    const auto manifest = kevra_tool::read_manifest(dir.file("a/manifest.json"));
+    EXPECT_EQ(kevra_tool::manifest_to_json_text(manifest), file_bytes(dir.file("a/manifest.json")));
+
+    // tune's result feeds eval; a method the build lacks is refused by name.
+    ASSERT_EQ(kevra_tool_test::run_cli({"tune", dir.file("a/manifest.json"), "-o", dir.file("tuned.json")}).status, 0);
+    const auto run = kevra_tool_test::run_cli(
+        {"eval", dir.file("a/manifest.json"), "--json", "--holdout", "0.5", "--tuning", dir.file("tuned.json")});
     ASSERT_EQ(run.status, 0) << run.err;
+    const auto bad = kevra_tool_test::run_cli({"eval", dir.file("a/manifest.json"), "--methods", "oracle"});
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_NE(bad.err.find("kevra: eval: --methods: no method 'oracle'"), std::string::npos) << bad.err;
     const kevra_tool::Json j = kevra_tool::Json::parse(run.out);
     EXPECT_EQ(j["sequences"], 4);
     for (const auto& m : j["methods"]) {
