@@ -1,6 +1,7 @@
 #include "eval_methods.h"
 
 #include <cmath>
+#include <array>
 #include <complex>
 
 #include "default_tuning.h"

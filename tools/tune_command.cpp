@@ -88,14 +88,20 @@ Scores score_tuning(const LibraryTuning& tuning, const std::vector<LabelledFrame
     return s;
 }
 
-LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<LabelledFrame>& frames, std::ostream* log) {
+LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<LabelledFrame>& frames, std::ostream* log,
+                            Progress* progress) {
     LibraryTuning best = start;
     Scores best_scores = score_tuning(best, frames);
     const auto groups = candidate_groups();
+    size_t tried = 0;
+    size_t total = groups[0].size() * groups[2].size() * groups[4].size();
     auto consider = [&](const LibraryTuning& t, const std::string& what) {
+        if (progress) progress->show(tried, total, what);
+        ++tried;
         const Scores s = score_tuning(t, frames);
         if (!better(s, best_scores)) return false;
         best = t, best_scores = s;
+        if (progress) progress->clear();
         if (log) *log << "  " << what << " -> balanced accuracy " << s.balanced_accuracy() << "\n";
         return true;
     };
@@ -111,6 +117,8 @@ LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<Labell
             }
     for (int round = 0; round < 3; ++round) {
         bool changed = false;
+        tried = 0, total = 0;
+        for (const auto& group : groups) total += group.size();
         for (const auto& group : groups) {
             for (const Candidate& c : group) {
                 LibraryTuning t = best;
@@ -120,6 +128,7 @@ LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<Labell
         }
         if (!changed) break;
     }
+    if (progress) progress->clear();
     return best;
 }
 
@@ -139,7 +148,7 @@ int run_tune(const TuneOptions& o, std::ostream& out, std::ostream& err, bool pr
         progress.clear();
         const LibraryTuning start = tuning_of(default_config());
         out << "searching on " << tuning_frames.size() << " sequences, holding out " << held_out_frames.size() << "\n";
-        const LibraryTuning best = search_tuning(start, tuning_frames, &out);
+        const LibraryTuning best = search_tuning(start, tuning_frames, &out, &progress);
         Json j;
         j["tuning"] = tuning_to_json(best);
         j["manifest"] = o.manifest;

@@ -10,6 +10,7 @@
 #include "benchmark_manifest.h"
 #include "eval_methods.h"
 #include "eval_scoring.h"
+#include "progress.h"
 
 namespace kevra_tool {
 
@@ -31,7 +32,9 @@ Scores score_tuning(const LibraryTuning& tuning, const std::vector<LabelledFrame
 // then coordinate search over those, the detect-ratio ladder and the level
 // scale, maximising balanced accuracy (ties: fewer false flickers, then the
 // earlier candidate).
-LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<LabelledFrame>& frames, std::ostream* log);
+// progress, when given, shows the candidates tried.
+LibraryTuning search_tuning(const LibraryTuning& start, const std::vector<LabelledFrame>& frames, std::ostream* log,
+                            Progress* progress = nullptr);
 
 int run_tune(const TuneOptions& options, std::ostream& out, std::ostream& err, bool progress);
 
