@@ -26,7 +26,7 @@ struct SequenceSpec {
     std::string picture;             // file name in the picture directory; "uniform": none
     std::array<double, 4> window{0.0, 0.0, 1.0, 1.0};  // part of the picture seen (Scene::window)
     std::string brightness;          // dim, medium, bright
-    double level = 0.0;              // mean pixel value (10-bit) at the first exposure
+    double level = 0.0;              // mean pixel value (10-bit); an exposure change keeps it (gain)
     double exposure_us = 0.0;
     int exposure_change_frame = -1;  // first frame with exposure_after_us; -1: none
     double exposure_after_us = 0.0;
@@ -51,7 +51,7 @@ Scene sequence_scene(const SequenceSpec& spec, const std::string& picture_dir);
 SequenceOptions sequence_options(const SequenceSpec& spec);
 
 // Sensor timing of the benchmark: 256 statistic rows of 12 lines, read out in
-// at most 90 % of the frame interval and never faster than 10 us a line.
+// at most 90 % of the frame interval and at most 10 us a line.
 float benchmark_line_time(double fps);
 
 }  // namespace kevra_tool
