@@ -24,7 +24,7 @@ bool detected(const HypothesisSummary& s) {
 // No lamp of this frequency can be showing visible ripple.
 bool excluded(const HypothesisSummary& s, double sinc_bound) {
     return s.ripple_upper < kVisibleRipple || sinc_bound < kVisibleRipple ||
-           s.single_frame < kVisibleRipple;
+           s.single_frame < 0.5 * kVisibleRipple;
 }
 
 double strength(const HypothesisSummary& s) { return s.explained * s.fit; }
