@@ -18,7 +18,7 @@ void HypothesisEvidence::add(const PairMeasure& pair) {
     pairs_[count_++] = pair;
 }
 
-HypothesisSummary HypothesisEvidence::summarize(Phasor single) const {
+HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single) const {
     HypothesisSummary s;
     s.single_frame = 2.0 * std::sqrt(norm(single));
     if (count_ == 0) {
@@ -31,8 +31,12 @@ HypothesisSummary HypothesisEvidence::summarize(Phasor single) const {
     double gg = 0.0, qq = 0.0, sinc = 0.0;
     Phasor gq;
     s.pairs = 0;
-    for (int j = 0; j < count_; ++j) {
+    int all = 0;
+    for (int j = count_ - recent; j < count_; ++j) {
+        if (j < 0) continue;
         const PairMeasure& p = pairs_[j];
+        s.change_power += p.power;
+        ++all;
         if (!p.informative) continue;
         ++s.pairs;
         if (p.sinc > sinc) sinc = p.sinc;
@@ -42,6 +46,7 @@ HypothesisSummary HypothesisEvidence::summarize(Phasor single) const {
         gq.re += w * (p.g.re * p.q.re + p.g.im * p.q.im);  // conj(g) q
         gq.im += w * (p.g.re * p.q.im - p.g.im * p.q.re);
     }
+    if (all > 0) s.change_power /= double(all);
     if (!(gg > 0.0)) {
         s.ripple_upper = HUGE_VAL;
         return s;

@@ -25,6 +25,7 @@ struct PairMeasure {
     double variance;  // expected |noise|^2 of q
     double shift;     // ripple shift against the rows, fraction of a period folded to 0..0.5
     double sinc;      // the larger |s(E)| of the two frames
+    double power;     // of the change's fitted harmonics: sum A_h^2 / 2
     // The ripple moved enough between the two frames for the pair to tell
     // ripple from picture; a pair in which it stood still predicts no change.
     bool informative;
@@ -38,6 +39,7 @@ struct HypothesisSummary {
     double fit = 0.0;           // share of the pairs' energy that one C explains
     double shift = 0.0;         // of the latest pair
     double single_frame = 0.0;  // ripple-frequency content of the latest frame alone, peak to peak
+    double change_power = 0.0;  // mean power of the changes' fitted harmonics over the pairs
 };
 
 // The last KEVRA_SCENE_HISTORY - 1 pairs of one hypothesis.
@@ -45,8 +47,10 @@ class HypothesisEvidence {
 public:
     void clear() { count_ = 0; }
     void add(const PairMeasure& pair);
-    // single: the latest frame's own fundamental phasor.
-    HypothesisSummary summarize(Phasor single) const;
+    int size() const { return count_; }
+    // Over the latest `recent` pairs; single: the latest frame's own
+    // fundamental phasor.
+    HypothesisSummary summarize(int recent, Phasor single) const;
 
 private:
     static constexpr int kPairs = KEVRA_SCENE_HISTORY - 1;

@@ -56,6 +56,42 @@ void moments(const double* v, int n, double& mean, double& variance, int& used) 
     variance = used > 0 ? squares / double(used) : 0.0;
 }
 
+// The frame's profile less its least-squares quadratic: a picture's slow
+// brightness change down the frame leaks into every harmonic of a fit over a
+// few ripple periods, while a ripple of three or more periods hardly projects
+// onto a quadratic.
+void remove_quadratic_trend(const double* v, int n, double* out) {
+    double m[3][3] = {}, b[3] = {};
+    for (int r = 0; r < n; ++r) {
+        if (v[r] != v[r]) continue;
+        const double x = (2.0 * r - (n - 1)) / double(n);
+        const double basis[3] = {1.0, x, x * x};
+        for (int i = 0; i < 3; ++i) {
+            b[i] += basis[i] * v[r];
+            for (int j = 0; j < 3; ++j) m[i][j] += basis[i] * basis[j];
+        }
+    }
+    // Cramer's rule on the 3x3 normal equations.
+    const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
+                       m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+                       m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+    double c[3] = {};
+    if (det != 0.0) {
+        for (int k = 0; k < 3; ++k) {
+            double a[3][3];
+            for (int i = 0; i < 3; ++i)
+                for (int j = 0; j < 3; ++j) a[i][j] = j == k ? b[i] : m[i][j];
+            c[k] = (a[0][0] * (a[1][1] * a[2][2] - a[1][2] * a[2][1]) - a[0][1] * (a[1][0] * a[2][2] - a[1][2] * a[2][0]) +
+                    a[0][2] * (a[1][0] * a[2][1] - a[1][1] * a[2][0])) /
+                   det;
+        }
+    }
+    for (int r = 0; r < n; ++r) {
+        const double x = (2.0 * r - (n - 1)) / double(n);
+        out[r] = v[r] - (c[0] + c[1] * x + c[2] * x * x);
+    }
+}
+
 float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line_time) {
     int64_t r = timestamp_ns % kPhaseCycleNs;
     if (r < 0) r += kPhaseCycleNs;
@@ -109,10 +145,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     }
     exposures_[exposures_seen_++] = now.exposure_time;
 
-    double mean = 0.0, variance = 0.0;
-    int used = 0;
-    moments(profile, rows, mean, variance, used);
-    for (int r = 0; r < rows; ++r) frame_[r] = profile[r] - mean;
+    remove_quadratic_trend(profile, rows, frame_);
     double change_variance = 0.0;
     int change_rows = 0;
     if (paired) {
@@ -152,13 +185,14 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
                 const double row_noise = residual > kNoiseFloor ? residual : kNoiseFloor;
                 pair.variance = 4.0 * row_noise / double(change_rows);
                 pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
+                pair.power = change.power;
                 pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
                 pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >= kInformative * pair.sinc;
                 evidence_[h].add(pair);
             }
         }
         const SignalFit own = usable ? fit_signal(*detector_, kMains[h], timing, frame_, buffers) : SignalFit{};
-        summary[h] = evidence_[h].summarize(own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0});
+        summary[h] = combine_stretches(evidence_[h], own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0});
     }
 
     latest_ = 1 - latest_;

@@ -15,11 +15,31 @@ constexpr double kPreferRatio = 2.0;       // both hypotheses fit: one must expl
 // exposure change in front of a standing ripple gives no more than that).
 constexpr double kSinglePairChiSquare = 100.0;
 
-bool detected(const HypothesisSummary& s) {
+}  // namespace
+
+bool supports_flicker(const HypothesisSummary& s) {
     if (s.ripple < kVisibleRipple) return false;
     if (s.pairs == 1) return s.explained >= kSinglePairChiSquare;
     return s.pairs >= 2 && s.explained >= kDetectChiSquare && s.fit >= kDetectFit;
 }
+
+double flicker_strength(const HypothesisSummary& s) { return s.explained * s.fit; }
+
+HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single) {
+    const int n = evidence.size();
+    HypothesisSummary best = evidence.summarize(n, single);
+    for (int m = 2; m < n; ++m) {
+        const HypothesisSummary s = evidence.summarize(m, single);
+        if (supports_flicker(s) && (!supports_flicker(best) || flicker_strength(s) > flicker_strength(best))) best = s;
+    }
+    if (n > 2) {
+        const HypothesisSummary latest = evidence.summarize(2, single);
+        if (latest.ripple_upper < best.ripple_upper) best.ripple_upper = latest.ripple_upper;
+    }
+    return best;
+}
+
+namespace {
 
 // No lamp of this frequency can be showing visible ripple.
 bool excluded(const HypothesisSummary& s, double sinc_bound) {
@@ -27,21 +47,25 @@ bool excluded(const HypothesisSummary& s, double sinc_bound) {
            s.single_frame < 0.5 * kVisibleRipple;
 }
 
-double strength(const HypothesisSummary& s) { return s.explained * s.fit; }
 
 }  // namespace
 
 Verdict frame_verdict(const HypothesisSummary (&summary)[2], const double (&sinc_bound)[2]) {
-    const bool d50 = detected(summary[0]), d60 = detected(summary[1]);
+    const bool d50 = supports_flicker(summary[0]), d60 = supports_flicker(summary[1]);
     const int32_t mains[2] = {KEVRA_SCENE_50HZ, KEVRA_SCENE_60HZ};
     if (d50 || d60) {
         int h = d50 ? 0 : 1;
         if (d50 && d60) {
-            const double a = strength(summary[0]), b = strength(summary[1]);
+            const double a = flicker_strength(summary[0]), b = flicker_strength(summary[1]);
             if (a < kPreferRatio * b && b < kPreferRatio * a) return {KEVRA_SCENE_UNKNOWN, 0.0};
             h = a > b ? 0 : 1;
-        } else if (summary[h].pairs == 1 && summary[1 - h].pairs > 0 &&
-                   strength(summary[h]) < 4.0 * kPreferRatio * strength(summary[1 - h])) {
+        }
+        // The change must look more like this frequency than the other: a
+        // strong ripple standing still at the other frequency creeps by the
+        // grid's drift, and that small change projects onto this one too.
+        if (summary[h].change_power < summary[1 - h].change_power) return {KEVRA_SCENE_UNKNOWN, 0.0};
+        if (summary[h].pairs == 1 && summary[1 - h].pairs > 0 &&
+                   flicker_strength(summary[h]) < 4.0 * kPreferRatio * flicker_strength(summary[1 - h])) {
             return {KEVRA_SCENE_UNKNOWN, 0.0};
         }
         const HypothesisSummary& s = summary[h];

@@ -12,6 +12,18 @@ namespace kevra_scene {
 // visible in a picture.
 constexpr double kVisibleRipple = 0.015;
 
+// The evidence of these pairs shows a lamp of this frequency.
+bool supports_flicker(const HypothesisSummary& s);
+
+// How strongly: the chi-square of the lamp's fit weighted by how much of the
+// change it explains.
+double flicker_strength(const HypothesisSummary& s);
+
+// The summary the verdict rests on. A lamp switched on or off makes the pairs
+// before and after it disagree, so the latest pairs alone may show the lamp
+// (the strongest stretch that does is taken) or rule it out (the latest two).
+HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single);
+
 struct Verdict {
     int32_t answer;     // KEVRA_SCENE_*
     double confidence;  // 0..1
