@@ -116,9 +116,8 @@ TEST(SceneClassifier, AnswersWhatThePhysicsDecides) {
     for (const Case& k : cases) {
         const auto results = Classifier().run(make_sequence(k.spec));
         EXPECT_EQ(results.back().scene_flicker, k.answer) << k.what;
-        for (const auto& r : results)
-            if (k.answer != KEVRA_SCENE_50HZ && k.answer != KEVRA_SCENE_60HZ)
-                EXPECT_TRUE(r.scene_flicker != 50 && r.scene_flicker != 60) << k.what;
+        if (k.answer == KEVRA_SCENE_50HZ || k.answer == KEVRA_SCENE_60HZ) continue;
+        for (const auto& r : results) EXPECT_TRUE(r.scene_flicker != 50 && r.scene_flicker != 60) << k.what;
     }
 }
 
