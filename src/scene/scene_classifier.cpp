@@ -36,9 +36,7 @@ bool frame_is_valid(const kevra_scene_frame* f) {
            f->line_time > 0.0f;
 }
 
-double finite_or_zero(double x) { return std::isfinite(x) ? x : 0.0; }
 
-Phasor finite_or_zero(Phasor p) { return {finite_or_zero(p.re), finite_or_zero(p.im)}; }
 
 // Mean and variance of the finite entries.
 void moments(const double* v, int n, double& mean, double& variance, int& used) {

@@ -28,13 +28,14 @@ double flicker_strength(const HypothesisSummary& s) { return s.explained * s.fit
 HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single) {
     const int n = evidence.size();
     HypothesisSummary best = evidence.summarize(n, single);
+    if (n > 2) {
+        // The latest pairs rule the lamp out: it is off now, whatever came before.
+        const HypothesisSummary latest = evidence.summarize(2, single);
+        if (latest.pairs > 0 && latest.ripple_upper < kVisibleRipple) return latest;
+    }
     for (int m = 2; m < n; ++m) {
         const HypothesisSummary s = evidence.summarize(m, single);
         if (supports_flicker(s) && (!supports_flicker(best) || flicker_strength(s) > flicker_strength(best))) best = s;
-    }
-    if (n > 2) {
-        const HypothesisSummary latest = evidence.summarize(2, single);
-        if (latest.ripple_upper < best.ripple_upper) best.ripple_upper = latest.ripple_upper;
     }
     return best;
 }

@@ -20,8 +20,8 @@ bool supports_flicker(const HypothesisSummary& s);
 double flicker_strength(const HypothesisSummary& s);
 
 // The summary the verdict rests on. A lamp switched on or off makes the pairs
-// before and after it disagree, so the latest pairs alone may show the lamp
-// (the strongest stretch that does is taken) or rule it out (the latest two).
+// before and after it disagree, so the latest pairs alone may rule the lamp
+// out (the latest two) or show it (the strongest stretch that does).
 HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single);
 
 struct Verdict {
