@@ -22,7 +22,7 @@ install(TARGETS morvane_platform EXPORT kevraTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
 # kevra.h includes nothing of the platform's, so util_log.h stays private.
-install(FILES ${PROJECT_SOURCE_DIR}/include/kevra.h
+install(FILES ${PROJECT_SOURCE_DIR}/include/kevra.h ${PROJECT_SOURCE_DIR}/include/kevra_scene.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 install(EXPORT kevraTargets NAMESPACE kevra:: FILE kevraTargets.cmake

@@ -28,6 +28,7 @@ declare -A benchmark=(
     [inverse_ver2]=BM_InverseVer2
     [kevr_main]=BM_KevrMain256RowsTenIterations
     [confidence_index]=BM_ConfidenceIndex256Rows
+    [scene_frame]=BM_SceneProcessFrame256
 )
 
 build() {  # name, targets (space-separated), cmake options

@@ -6,6 +6,8 @@
 
 #include "default_tuning.h"
 #include "detection.h"
+#include "kevra_scene.h"
+#include "mains_auto.h"
 #include "input_error.h"
 
 namespace kevra_tool {
@@ -216,21 +218,13 @@ LibraryTuning tuning_from_json(const Json& j, const std::string& file) {
 }
 
 Answer library_frame_answer(QORKEVRA& detector, const Capture& capture, const std::optional<LibraryTuning>& tuning) {
-    bool flicker[2];
-    float index[2];
-    for (int h = 0; h < 2; ++h) {
-        Capture c = capture;
-        if (tuning) apply_tuning(*tuning, c);
-        c.config.mains_frequency = h == 0 ? 50 : 60;
-        c.confidence_input = default_confidence_input(c.parameter, c.start_time, c.config);
-        const DetectionReport r = detect(detector, c, "");
-        flicker[h] = r.flicker_detected;
-        index[h] = r.confidence_index;
+    Capture c = capture;
+    if (tuning) apply_tuning(*tuning, c);
+    switch (detect_auto_mains(detector, c, "").answer) {
+        case KEVRA_SCENE_50HZ: return Answer::Hz50;
+        case KEVRA_SCENE_60HZ: return Answer::Hz60;
+        default: return Answer::None;
     }
-    if (flicker[0] && flicker[1]) return index[1] > index[0] ? Answer::Hz60 : Answer::Hz50;
-    if (flicker[0]) return Answer::Hz50;
-    if (flicker[1]) return Answer::Hz60;
-    return Answer::None;
 }
 
 std::unique_ptr<Method> make_library_method(std::optional<LibraryTuning> tuning, bool majority) {

@@ -52,7 +52,8 @@ Json tuning_to_json(const LibraryTuning& tuning);
 // Throws InputError naming file and field.
 LibraryTuning tuning_from_json(const Json& json, const std::string& file);
 
-// The library on single frames under both mains hypotheses: flicker under
+// The library on single frames under both mains hypotheses, decided as
+// `kevra detect --mains auto` decides (detect_auto_mains): flicker under
 // exactly one gives that one, under both the one with the higher confidence
 // index, under neither NONE. The sequence's answer is that of its last frame,
 // or (majority) the most frequent frame answer; a tie goes to the last frame's

@@ -1,7 +1,10 @@
 // The scene classifier as a camera stack drives it: every frame through
-// ProcessFrame, the answer after the last one.
+// ProcessFrame (classify_frame fills the frame record from the capture), the
+// answer after the last one.
 #include "eval_methods.h"
+#include "input_error.h"
 #include "kevra_scene.h"
+#include "scene_answer.h"
 
 namespace kevra_tool {
 namespace {
@@ -15,16 +18,10 @@ public:
         scene_->Reset();
         kevra_scene_result result{};
         result.scene_flicker = KEVRA_SCENE_UNKNOWN;
-        for (const Capture& c : frames) {
-            kevra_scene_frame f{};
-            f.sum_stream = c.sum_stream.data();
-            f.count_stream = c.count_stream.data();
-            f.timestamp_ns = frame_time_ns(c);
-            f.exposure_time = c.parameter.exposure_time;
-            f.line_time = c.parameter.line_time;
-            f.row_num = c.parameter.row_num;
-            f.lines_per_row = c.config.lines_per_row;
-            if (scene_->ProcessFrame(&f, &result) != KEVRA_STATUS_OK) result.scene_flicker = KEVRA_SCENE_UNKNOWN;
+        try {
+            for (const Capture& c : frames) result = classify_frame(*scene_, c, "");
+        } catch (const InputError&) {
+            result.scene_flicker = KEVRA_SCENE_UNKNOWN;  // a refused frame leaves no answer
         }
         MethodOutput out;
         switch (result.scene_flicker) {

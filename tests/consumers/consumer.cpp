@@ -1,6 +1,7 @@
 // A client of the installed library, built out of tree: it sees only the
 // installed header and libraries. Exits non-zero on the first mismatch.
 #include <kevra.h>
+#include <kevra_scene.h>
 
 #include <cstdio>
 #include <cstring>
@@ -48,6 +49,13 @@ int main() {
     if (stat_sum[2 * 24 + 6 * 1 + 3] != 1000u + 2 * 24 + 4 * 3 + 1) return fail("sums were not unpacked");
     if (d->KevrMain(nullptr, &stat, &config, &result) != KEVRA_STATUS_INVALID_ARGUMENT) return fail("null accepted");
     d->destroyInstance(d);
+
+    QORKEVRASCENE* s = QORKEVRASCENE::createInstance();
+    const kevra_scene_frame frame = {sum_stream, count_stream, 1000000, 1000.0f, 10.0f, rows, 16};
+    kevra_scene_result answer = {};
+    if (s->ProcessFrame(&frame, &answer) != KEVRA_STATUS_OK) return fail("ProcessFrame did not succeed");
+    if (s->ProcessFrame(&frame, &answer) != KEVRA_STATUS_INVALID_ARGUMENT) return fail("a repeated frame accepted");
+    s->destroyInstance(s);
     std::printf("kevra %s: consumer ran\n", version);
     return 0;
 }

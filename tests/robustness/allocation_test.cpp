@@ -9,7 +9,9 @@
 #include <memory>
 #include <new>
 
+#include "kevra_scene.h"
 #include "robustness/scene_run.h"
+#include "support/scene_sequence.h"
 
 extern "C" {
 void* __real_malloc(size_t n);
@@ -98,6 +100,26 @@ TEST(Allocation, ADetectorIsOneAllocationAndItsRunsAndRefusalsMakeNone) {
         d->destroyInstance(d);
         EXPECT_EQ(g_releases - releases, 1);
     }
+}
+
+// The scene classifier allocates itself and its detector once; frames,
+// refusals and resets allocate nothing.
+TEST(Allocation, ASceneClassifierAllocatesOnlyWhenCreated) {
+    kevra_test::SequenceSpec spec;
+    spec.ripple[0] = 0.1;
+    const auto frames = kevra_test::make_sequence(spec);
+    const long allocations = g_allocations, releases = g_releases;
+    QORKEVRASCENE* s = QORKEVRASCENE::createInstance();
+    const long created = g_allocations - allocations;
+    EXPECT_GE(created, 1);
+    kevra_scene_result result{};
+    for (const auto& f : frames) EXPECT_EQ(s->ProcessFrame(&f.frame, &result), KEVRA_STATUS_OK);
+    EXPECT_EQ(s->ProcessFrame(&frames[0].frame, &result), KEVRA_STATUS_INVALID_ARGUMENT);
+    s->Reset();
+    EXPECT_EQ(s->ProcessFrame(&frames[0].frame, &result), KEVRA_STATUS_OK);
+    EXPECT_EQ(g_allocations - allocations, created);
+    s->destroyInstance(s);
+    EXPECT_EQ(g_releases - releases, created);
 }
 
 }  // namespace

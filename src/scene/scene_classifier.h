@@ -1,0 +1,58 @@
+// The scene classifier behind QORKEVRASCENE: fixed-size state, one detector.
+#ifndef KEVRA_SCENE_SCENE_CLASSIFIER_H
+#define KEVRA_SCENE_SCENE_CLASSIFIER_H
+
+#include <cstdint>
+
+#include "kevra.h"
+#include "kevra_scene.h"
+#include "scene/hypothesis_evidence.h"
+#include "scene/scene_decision.h"
+
+namespace kevra_scene {
+
+class SceneClassifier final : public QORKEVRASCENE {
+public:
+    SceneClassifier();
+    ~SceneClassifier() override;
+    SceneClassifier(const SceneClassifier&) = delete;
+    SceneClassifier& operator=(const SceneClassifier&) = delete;
+
+    void destroyInstance(QORKEVRASCENE* instance) override;
+    int32_t ProcessFrame(const kevra_scene_frame* frame, kevra_scene_result* result) override;
+    void Reset() override;
+
+private:
+    struct FrameTiming {
+        int64_t timestamp_ns;
+        float exposure_time;
+        float line_time;
+        int32_t row_num;
+        int32_t lines_per_row;
+    };
+
+    bool pairs_with_previous(const FrameTiming& now) const;
+
+    QORKEVRA* detector_;
+    bool has_previous_ = false;
+    FrameTiming previous_{};
+    int32_t frames_ = 0;
+    float exposures_[KEVRA_SCENE_HISTORY] = {};  // of the frames since pairing began, oldest first
+    int exposures_seen_ = 0;
+    HypothesisEvidence evidence_[2];
+    Hysteresis hysteresis_;
+
+    double profile_[2][KEVRA_MAX_ROWS];  // log row levels of the latest two frames
+    int latest_ = 0;                     // index of the previous frame's profile in profile_
+    double change_[KEVRA_MAX_ROWS];
+    double frame_[KEVRA_MAX_ROWS];
+    uint32_t sum_stream_[KEVRA_MAX_ROWS * 24];
+    uint32_t count_stream_[KEVRA_MAX_ROWS * 24];
+    uint32_t unpacked_sum_[KEVRA_MAX_ROWS * 24];
+    uint32_t unpacked_count_[KEVRA_MAX_ROWS * 24];
+    float unpacked_level_[KEVRA_MAX_ROWS * 24];
+};
+
+}  // namespace kevra_scene
+
+#endif  // KEVRA_SCENE_SCENE_CLASSIFIER_H

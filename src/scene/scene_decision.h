@@ -1,0 +1,54 @@
+// From the two hypotheses' evidence to an answer, and hysteresis over frames.
+#ifndef KEVRA_SCENE_SCENE_DECISION_H
+#define KEVRA_SCENE_SCENE_DECISION_H
+
+#include <cstdint>
+
+#include "scene/hypothesis_evidence.h"
+
+namespace kevra_scene {
+
+// Peak-to-peak ripple, relative to the mean level, from which banding is
+// visible in a picture.
+constexpr double kVisibleRipple = 0.015;
+
+// The evidence of these pairs shows a lamp of this frequency.
+bool supports_flicker(const HypothesisSummary& s);
+
+// How strongly: the chi-square of the lamp's fit weighted by how much of the
+// change it explains.
+double flicker_strength(const HypothesisSummary& s);
+
+// The summary the verdict rests on. A lamp switched on or off makes the pairs
+// before and after it disagree, so the latest pairs alone may rule the lamp
+// out (the latest two) or show it (the strongest stretch that does).
+HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single);
+
+struct Verdict {
+    int32_t answer;     // KEVRA_SCENE_*
+    double confidence;  // 0..1
+};
+
+// The answer this frame's evidence alone supports. sinc_bound[h]: 2 |s(E)| of
+// the latest exposure under hypothesis h, the largest ripple any lamp could
+// still show through it.
+Verdict frame_verdict(const HypothesisSummary (&summary)[2], const double (&sinc_bound)[2]);
+
+// The reported answer changes only when two consecutive frames agree on a new
+// one (UNKNOWN included), so that one odd frame does not flip it.
+class Hysteresis {
+public:
+    void reset() {
+        reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
+        previous_ = KEVRA_SCENE_UNKNOWN;
+    }
+    Verdict update(const Verdict& now);
+
+private:
+    Verdict reported_{KEVRA_SCENE_UNKNOWN, 0.0};
+    int32_t previous_ = KEVRA_SCENE_UNKNOWN;
+};
+
+}  // namespace kevra_scene
+
+#endif  // KEVRA_SCENE_SCENE_DECISION_H

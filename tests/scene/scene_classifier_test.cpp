@@ -1,0 +1,156 @@
+// The scene classifier: its contract as an interface, and its answers on
+// sequences whose right answer is certain from the physics.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kevra_scene.h"
+#include "scene/scene_decision.h"
+#include "support/scene_sequence.h"
+
+namespace {
+
+using kevra_test::make_sequence;
+using kevra_test::Picture;
+using kevra_test::SequenceSpec;
+
+struct Classifier {
+    std::unique_ptr<QORKEVRASCENE, void (*)(QORKEVRASCENE*)> s{QORKEVRASCENE::createInstance(),
+                                                             [](QORKEVRASCENE* c) { c->destroyInstance(c); }};
+    std::vector<kevra_scene_result> run(const std::vector<kevra_test::SequenceFrame>& frames) {
+        std::vector<kevra_scene_result> out;
+        for (const auto& f : frames) {
+            kevra_scene_result r{};
+            EXPECT_EQ(s->ProcessFrame(&f.frame, &r), KEVRA_STATUS_OK);
+            out.push_back(r);
+        }
+        return out;
+    }
+};
+
+bool same_results(const std::vector<kevra_scene_result>& a, const std::vector<kevra_scene_result>& b) {
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(kevra_scene_result)) == 0;
+}
+
+SequenceSpec lamp(double mains, double fps, double a1, Picture p = Picture::Uniform) {
+    SequenceSpec s;
+    s.mains = mains;
+    s.fps = fps;
+    s.ripple[0] = a1;
+    s.ripple[1] = 0.2 * a1;
+    s.picture = p;
+    return s;
+}
+
+// Every refused frame leaves the result and the evidence as they were: the
+// sequence around the refusals answers exactly as it does without them.
+TEST(SceneClassifier, RefusesBadFramesWithoutTouchingResultOrState) {
+    const auto frames = make_sequence(lamp(50, 30, 0.1, Picture::Gradient));
+    const auto want = Classifier().run(frames);
+
+    Classifier c;
+    std::vector<kevra_scene_result> got;
+    for (size_t k = 0; k < frames.size(); ++k) {
+        kevra_scene_frame bad[9];
+        for (auto& b : bad) b = frames[k].frame;
+        bad[0].sum_stream = nullptr;
+        bad[1].count_stream = nullptr;
+        bad[2].row_num = 0;
+        bad[3].row_num = KEVRA_MAX_ROWS + 1;
+        bad[4].lines_per_row = 0;
+        bad[5].line_time = 0.0f;
+        bad[6].exposure_time = -1.0f;
+        bad[7].exposure_time = std::nanf("");
+        bad[8].timestamp_ns = k == 0 ? frames[0].frame.timestamp_ns : frames[k - 1].frame.timestamp_ns;
+        for (int i = 0; i < (k == 0 ? 8 : 9); ++i) {
+            kevra_scene_result r;
+            std::memset(&r, 0xA5, sizeof r);
+            const kevra_scene_result before = r;
+            EXPECT_EQ(c.s->ProcessFrame(&bad[i], &r), KEVRA_STATUS_INVALID_ARGUMENT) << "frame " << k << " case " << i;
+            EXPECT_EQ(std::memcmp(&r, &before, sizeof r), 0) << "frame " << k << " case " << i;
+        }
+        EXPECT_EQ(c.s->ProcessFrame(&frames[k].frame, nullptr), KEVRA_STATUS_INVALID_ARGUMENT);
+        kevra_scene_result r{};
+        EXPECT_EQ(c.s->ProcessFrame(&frames[k].frame, &r), KEVRA_STATUS_OK);
+        got.push_back(r);
+    }
+    EXPECT_TRUE(same_results(want, got));
+
+    // A reset forgets the sequence: the same frames then answer as from new,
+    // even though their timestamps now go back in time.
+    c.s->Reset();
+    EXPECT_TRUE(same_results(want, c.run(frames)));
+}
+
+struct Case {
+    const char* what;
+    SequenceSpec spec;
+    int32_t answer;  // after the last frame
+};
+
+// Right answers from physics: a ripple that moves between frames is found at
+// its frequency on any picture; steady light and exposures of whole ripple
+// periods are not flicker; a ripple that stands still in the frame cannot be
+// told from the picture, and is not guessed.
+TEST(SceneClassifier, AnswersWhatThePhysicsDecides) {
+    std::vector<Case> cases;
+    cases.push_back({"50 Hz lamp, 30 fps, gradient", lamp(50, 30, 0.1, Picture::Gradient), KEVRA_SCENE_50HZ});
+    SequenceSpec moving = lamp(60, 25, 0.05, Picture::WindowOverDesk);
+    moving.motion = 3;
+    moving.drift = 0.003;
+    cases.push_back({"60 Hz lamp, 25 fps, window over desk, camera moving", moving, KEVRA_SCENE_60HZ});
+    cases.push_back({"weak 60 Hz lamp, 50 fps", lamp(60, 50, 0.02, Picture::Gradient), KEVRA_SCENE_60HZ});
+    cases.push_back({"steady light, gradient, 24 fps", lamp(50, 24, 0.0, Picture::Gradient), KEVRA_SCENE_NONE});
+    SequenceSpec whole = lamp(50, 30, 0.3);
+    whole.exposure = 10000.0f;
+    cases.push_back({"50 Hz lamp, exposure 10 ms", whole, KEVRA_SCENE_NONE});
+    cases.push_back({"60 Hz lamp standing still at 30 fps, window over desk",
+                     lamp(60, 30, 0.1, Picture::WindowOverDesk), KEVRA_SCENE_UNKNOWN});
+    SequenceSpec change = lamp(60, 30, 0.1, Picture::WindowOverDesk);
+    change.change_frame = 3;
+    change.exposure_after = 6000.0f;
+    cases.push_back({"60 Hz lamp standing still, then an exposure change", change, KEVRA_SCENE_60HZ});
+    for (const Case& k : cases) {
+        const auto results = Classifier().run(make_sequence(k.spec));
+        EXPECT_EQ(results.back().scene_flicker, k.answer) << k.what;
+        if (k.answer == KEVRA_SCENE_50HZ || k.answer == KEVRA_SCENE_60HZ) continue;
+        for (const auto& r : results) EXPECT_TRUE(r.scene_flicker != 50 && r.scene_flicker != 60) << k.what;
+    }
+}
+
+}  // namespace
+
+namespace {
+
+// Frames from a lamp switched off (or on) part-way: the answer follows within
+// a few frames, and it never names the other frequency on the way.
+TEST(SceneClassifier, FollowsALampSwitchedOnOrOffWithinFourFrames) {
+    for (const bool on : {true, false}) {
+        SequenceSpec s = lamp(50, 30, 0.1, Picture::Gradient);
+        s.frames = 16;
+        (on ? s.lamp_off_before : s.lamp_off_from) = 6;
+        const auto results = Classifier().run(make_sequence(s));
+        const int32_t before = on ? KEVRA_SCENE_NONE : KEVRA_SCENE_50HZ, after = on ? KEVRA_SCENE_50HZ : KEVRA_SCENE_NONE;
+        EXPECT_EQ(results[5].scene_flicker, before) << (on ? "on" : "off");
+        int switched = -1;
+        for (int k = 6; k < s.frames && switched < 0; ++k)
+            if (results[size_t(k)].scene_flicker == after) switched = k;
+        EXPECT_TRUE(switched >= 6 && switched <= 9) << (on ? "on" : "off") << ": frame " << switched;
+        for (const auto& r : results) EXPECT_NE(r.scene_flicker, KEVRA_SCENE_60HZ);
+    }
+}
+
+TEST(SceneHysteresis, OneOddFrameDoesNotFlipTheAnswerTwoDo) {
+    kevra_scene::Hysteresis h;
+    const int32_t frames[] = {-1, 50, 50, 60, 50, 0, -1, 50, 60, 60, 60};
+    const int32_t reported[] = {-1, -1, 50, 50, 50, 50, 50, 50, 50, 60, 60};
+    for (size_t k = 0; k < sizeof frames / sizeof frames[0]; ++k)
+        EXPECT_EQ(h.update({frames[k], 0.5}).answer, reported[k]) << "frame " << k;
+    h.reset();
+    EXPECT_EQ(h.update({50, 0.5}).answer, KEVRA_SCENE_UNKNOWN);
+}
+
+}  // namespace

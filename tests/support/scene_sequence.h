@@ -1,0 +1,110 @@
+// Frame sequences made from first principles for the scene classifier's tests:
+// a picture fixed to the sensor lines (moving with the camera), a lamp whose
+// ripple follows absolute time, each line's light averaged over its exposure
+// in closed form. Only basic arithmetic and the scene layer's own sine, so the
+// same frames come out on every processor.
+#ifndef KEVRA_TESTS_SUPPORT_SCENE_SEQUENCE_H
+#define KEVRA_TESTS_SUPPORT_SCENE_SEQUENCE_H
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "kevra_scene.h"
+#include "scene/scene_math.h"
+
+namespace kevra_test {
+
+enum class Picture { Uniform, Gradient, WindowOverDesk };
+
+struct SequenceSpec {
+    double mains = 50.0;     // supply frequency, Hz (before drift)
+    double drift = 0.0;      // relative error of the supply frequency
+    double ripple[3] = {};   // lamp: relative amplitudes at 2, 4 and 6 x the supply
+    double fps = 30.0;
+    float exposure = 4000.0f;
+    int change_frame = -1;   // from this frame on the exposure is exposure_after
+    float exposure_after = 0.0f;
+    int lamp_off_before = 0;  // frames before this one are lit steadily
+    int lamp_off_from = 1 << 30;  // frames from this one on are lit steadily
+    Picture picture = Picture::Uniform;
+    int motion = 0;          // picture moves down this many lines per frame
+    double noise = 0.002;    // relative noise of each sample
+    int rows = 250;
+    int lines_per_row = 16;
+    float line_time = 7.5f;
+    int frames = 6;
+    uint64_t seed = 1;
+    int64_t first_ns = INT64_C(1234567890123);
+};
+
+struct SequenceFrame {
+    std::vector<uint32_t> sum, count;
+    kevra_scene_frame frame;
+};
+
+inline double picture_level(Picture p, double line, double lines, int zone) {
+    const double y = line / lines;
+    switch (p) {
+        case Picture::Gradient: return 1.3 - 0.6 * y;
+        case Picture::WindowOverDesk: {
+            const double base = y < 0.4 ? 1.6 + 0.1 * zone : 0.25 + 0.05 * zone;
+            return base * (1.0 + 0.3 * kevra_scene::scene_sincos(0.37 * line + zone).sin);
+        }
+        default: return 1.0;
+    }
+}
+
+// Mean of 1 + sum a_h cos(h W t) over [t, t + e], W = 2 pi x twice the supply.
+inline double lamp_light(const double (&a)[3], double w, double t, double e) {
+    double light = 1.0;
+    for (int h = 1; h <= 3; ++h) {
+        const double k = h * w;
+        light += a[h - 1] * (kevra_scene::scene_sincos(k * (t + e)).sin - kevra_scene::scene_sincos(k * t).sin) /
+                 (k * e);
+    }
+    return light;
+}
+
+inline std::vector<SequenceFrame> make_sequence(const SequenceSpec& s) {
+    std::mt19937_64 rng(s.seed);
+    const double w = 2.0 * kevra_scene::kPi * 2.0 * s.mains * (1.0 + s.drift) * 1e-6;
+    const double steady[3] = {};
+    const int lines = s.rows * s.lines_per_row;
+    std::vector<SequenceFrame> out(size_t(s.frames));
+    for (int k = 0; k < s.frames; ++k) {
+        SequenceFrame& f = out[size_t(k)];
+        const int64_t ts = s.first_ns + int64_t(double(k) * 1e9 / s.fps + 0.5);
+        const float e = k >= s.change_frame && s.change_frame >= 0 ? s.exposure_after : s.exposure;
+        const bool lit = k >= s.lamp_off_before && k < s.lamp_off_from;
+        f.sum.assign(size_t(s.rows) * 24, 0);
+        f.count.assign(size_t(s.rows) * 24, 0);
+        for (int r = 0; r < s.rows; ++r) {
+            double light = 0.0;
+            for (int l = 0; l < s.lines_per_row; ++l) {
+                const int line = r * s.lines_per_row + l;
+                const double t = double(ts) * 1e-3 + double(line) * double(s.line_time);
+                light += lamp_light(lit ? s.ripple : steady, w, t, double(e));
+            }
+            light /= s.lines_per_row;
+            for (int z = 0; z < 6; ++z) {
+                const double line = double(r * s.lines_per_row + s.lines_per_row / 2 + s.motion * k);
+                const double level = picture_level(s.picture, line, lines, z) * light * double(e) / 4000.0;
+                for (int c = 0; c < 4; ++c) {
+                    // Irwin-Hall: a unit normal from twelve uniforms, the same on every library.
+                    double n = -6.0;
+                    for (int i = 0; i < 12; ++i) n += double(rng() >> 11) * 0x1.0p-53;
+                    const double mean = 512.0 * 400.0 * level * (c == 0 ? 0.6 : c == 3 ? 0.5 : 1.0);
+                    f.sum[size_t(24 * r + 4 * z + c)] = uint32_t(mean * (1.0 + s.noise * n) + 0.5);
+                    f.count[size_t(24 * r + 4 * z + c)] = 512;
+                }
+            }
+        }
+        f.frame = {f.sum.data(), f.count.data(), ts, e, s.line_time, s.rows, s.lines_per_row};
+    }
+    return out;
+}
+
+}  // namespace kevra_test
+
+#endif  // KEVRA_TESTS_SUPPORT_SCENE_SEQUENCE_H
