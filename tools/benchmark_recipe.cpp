@@ -54,8 +54,9 @@ std::shared_ptr<const Picture> cached_picture(const std::string& path) {
 }  // namespace
 
 std::vector<std::string> benchmark_lamps() {
-    std::vector<std::string> lamps = {"steady"};
+    std::vector<std::string> lamps;
     for (const Lamp& lamp : lamp_catalogue()) lamps.push_back(lamp.name);
+    if (std::find(lamps.begin(), lamps.end(), "steady") == lamps.end()) lamps.insert(lamps.begin(), "steady");
     return lamps;
 }
 
@@ -123,13 +124,9 @@ Scene sequence_scene(const SequenceSpec& spec, const std::string& picture_dir) {
     scene.mains_frequency = spec.mains;
     scene.mains_drift = spec.drift_hz / spec.mains;
     scene.mains_phase = spec.mains_phase_us;
-    if (spec.lamp == "steady") {
-        scene.depth = 0.0;
-    } else {
-        const Lamp* lamp = find_lamp(spec.lamp);
-        if (lamp == nullptr) throw InputError("benchmark", "lamp", "no lamp named '" + spec.lamp + "'");
-        scene.lamp = *lamp;
-    }
+    if (const Lamp* lamp = find_lamp(spec.lamp)) scene.lamp = *lamp;
+    else if (spec.lamp == "steady") scene.depth = 0.0;
+    else throw InputError("benchmark", "lamp", "no lamp named '" + spec.lamp + "'");
     scene.daylight = spec.daylight;
     scene.exposure_time = float(spec.exposure_us);
     scene.line_time = benchmark_line_time(spec.fps);

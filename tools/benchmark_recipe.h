@@ -36,7 +36,7 @@ struct SequenceSpec {
     int64_t first_timestamp_ns = 0;
 };
 
-// "steady" and every lamp of the catalogue.
+// Every lamp of the catalogue, once each, and "steady" if it has none by that name.
 std::vector<std::string> benchmark_lamps();
 
 // "uniform" and the picture files (by extension) of the directory, sorted by name.
