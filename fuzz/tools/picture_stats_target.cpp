@@ -35,12 +35,17 @@ void check_statistics(const kevra_tool::FrameStatistics& s, const kevra_tool::Pi
     check(rows >= 1 && rows <= KEVRA_MAX_ROWS && lines >= 1 && int64_t(rows) * lines <= p.height, "geometry");
     check(c.sum_stream.size() == size_t(rows) * 24 && c.count_stream.size() == c.sum_stream.size(), "stream size");
     check(c.parameter.ratio_table[0] == float(s.full_scale) && s.full_scale > 0, "full scale");
-    const uint64_t pixels = uint64_t(lines + 1) / 2 * (uint64_t(p.width / 6 + 1) / 2);
-    for (size_t w = 0; w < c.sum_stream.size(); ++w) {
-        const uint32_t count = c.count_stream[w] & 0xFFFFFF, clipped = c.count_stream[w] >> 24;
-        check(count == pixels, "count is not the sample's pixel count");
-        check(clipped <= count && clipped <= 255, "clipped count");
-        check(c.sum_stream[w] <= 0xFFFFFF && c.sum_stream[w] <= uint64_t(count) * s.full_scale, "sum");
+    // A zone's four channels share its lines x columns pixels between them.
+    const uint32_t zone_pixels = uint32_t(lines) * uint32_t(p.width / 6);
+    for (size_t z = 0; z < c.sum_stream.size() / 4; ++z) {
+        uint32_t zone_count = 0;
+        for (size_t w = 4 * z; w < 4 * z + 4; ++w) {
+            const uint32_t count = c.count_stream[w] & 0xFFFFFF, clipped = c.count_stream[w] >> 24;
+            zone_count += count;
+            check(clipped <= count && clipped <= 255, "clipped count");
+            check(c.sum_stream[w] <= 0xFFFFFF && c.sum_stream[w] <= uint64_t(count) * s.full_scale, "sum");
+        }
+        check(zone_count == zone_pixels, "a zone's counts are not its pixels");
     }
 }
 

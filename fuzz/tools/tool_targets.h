@@ -11,9 +11,9 @@
 // picture_stats_target: the bytes are a picture file, decoded by
 //   decode_picture (at most 2^20 pixels) and, when accepted, formed into
 //   statistics with the default geometry and with rows of 2 lines. Decoded
-//   values must be finite and in range, and every statistic word must hold
-//   the geometry's pixel count, a clipped count no larger, and a sum within
-//   24 bits and within count x full scale.
+//   values must be in range; a zone's four counts must add up to its pixels,
+//   and every statistic word hold a clipped count no larger than its count
+//   and a sum within 24 bits and within count x full scale.
 #ifndef KEVRA_FUZZ_TOOLS_TOOL_TARGETS_H
 #define KEVRA_FUZZ_TOOLS_TOOL_TARGETS_H
 
