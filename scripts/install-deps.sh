@@ -11,7 +11,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ googletest g++-aarch64-linux-gnu qemu-user
           nlohmann-json3-dev libcli11-dev libbenchmark-dev pkgconf clang libclang-rt-dev
-          libpng-dev libjpeg-dev libtiff-dev libraw-dev libnetpbm10-dev
+          libpng-dev libjpeg-dev libtiff-dev libraw-dev libnetpbm-dev
           python3-dev pybind11-dev python3-numpy python3-pytest python3-matplotlib)
 missing=()
 for p in "${packages[@]}"; do

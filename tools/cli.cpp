@@ -14,8 +14,10 @@
 #include "file_io.h"
 #include "input_error.h"
 #include "mains_auto.h"
+#include "progress.h"
 #include "report.h"
 #include "scene_answer.h"
+#include "stats_command.h"
 #include "synth_command.h"
 
 namespace kevra_tool {
@@ -44,25 +46,6 @@ std::string plot_path(const std::string& plot, size_t index, size_t count) {
     std::snprintf(number, sizeof number, "-%04zu", index + 1);
     return (p.parent_path() / (p.stem().string() + number + p.extension().string())).string();
 }
-
-class Progress {
-public:
-    Progress(std::ostream& err, bool enabled) : err_(err), enabled_(enabled) {}
-    void show(size_t done, size_t total, const std::string& name) {
-        if (!enabled_) return;
-        err_ << "\r\033[K[" << done + 1 << "/" << total << "] " << name << std::flush;
-        shown_ = true;
-    }
-    void clear() {
-        if (shown_) err_ << "\r\033[K" << std::flush;
-        shown_ = false;
-    }
-
-private:
-    std::ostream& err_;
-    bool enabled_;
-    bool shown_ = false;
-};
 
 // A capture's report under the mains the options ask for; with "auto" the
 // detector runs under both and the answer line says which it chose.
@@ -197,6 +180,7 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     classify->add_flag("--json", classify_options.json, "One JSON object per frame (JSON Lines)");
 
     const SynthCommand synth(app);
+    const StatsCommand stats(app);
 
     try {
         app.parse(argc, argv);
@@ -205,6 +189,7 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     }
     if (detect->parsed()) return run_detect(detect_options, out, err, progress);
     if (classify->parsed()) return run_classify(classify_options, out, err, progress);
+    if (stats.subcommand()->parsed()) return stats.run(err, progress);
     return synth.run(err, progress);
 }
 
