@@ -1,0 +1,48 @@
+// `kevra synth`: its options, parsed the same way by the command and by the
+// bindings, and the writing of the frames.
+#ifndef KEVRA_TOOLS_SYNTH_COMMAND_H
+#define KEVRA_TOOLS_SYNTH_COMMAND_H
+
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "scene_synthesis.h"
+
+namespace CLI {
+class App;
+}
+
+namespace kevra_tool {
+
+struct SynthOptions;  // the parsed options (synth_command.cpp)
+
+// Adds the `synth` subcommand and its options to app.
+class SynthCommand {
+public:
+    explicit SynthCommand(CLI::App& app);
+    ~SynthCommand();
+    CLI::App* subcommand() const { return subcommand_; }
+    // After app.parse: writes the frames; reports failures on err as
+    // "kevra: FILE: FIELD: problem" and returns 1, else 0.
+    int run(std::ostream& err) const;
+
+private:
+    CLI::App* subcommand_;
+    std::unique_ptr<SynthOptions> options_;
+};
+
+// The frames `kevra synth args...` would write, without writing anything;
+// -o/--output and --binary are accepted and ignored. Throws InputError with
+// the message the command prints (after "kevra: "); a malformed command line
+// is InputError("synth", "", CLI11's message).
+std::vector<SynthFrame> synth_from_arguments(const std::vector<std::string>& args);
+
+// Where frame index (0-based) of count goes: the output itself for one
+// frame, else seq.json -> seq-0001.json, seq-0002.json, ...
+std::string sequence_frame_path(const std::string& output, size_t index, size_t count);
+
+}  // namespace kevra_tool
+
+#endif  // KEVRA_TOOLS_SYNTH_COMMAND_H
