@@ -48,8 +48,11 @@ Json to_json(py::handle v, const std::string& name, const std::string& field) {
     static const py::object np_floating = py::module_::import("numpy").attr("floating");
     if (v.is_none()) return nullptr;
     if (PyBool_Check(v.ptr()) || py::isinstance(v, np_bool)) return v.cast<bool>();
+    // Before the integers: an array offers __index__ too.
+    if (py::isinstance<py::array>(v)) return to_json(v.attr("tolist")(), name, field);
     if (PyIndex_Check(v.ptr())) {
         const py::int_ i = py::reinterpret_steal<py::int_>(PyNumber_Index(v.ptr()));
+        if (!i) throw py::error_already_set();
         int overflow = 0;
         const long long s = PyLong_AsLongLongAndOverflow(i.ptr(), &overflow);
         if (overflow == 0) return int64_t(s);
@@ -58,7 +61,10 @@ Json to_json(py::handle v, const std::string& name, const std::string& field) {
             if (!PyErr_Occurred()) return uint64_t(u);
             PyErr_Clear();
         }
-        return PyLong_AsDouble(i.ptr());  // an integer beyond 64 bits: the reader names it out of range
+        // Beyond 64 bits: as a double, which the reader names out of range.
+        const double d = PyLong_AsDouble(i.ptr());
+        if (PyErr_Occurred()) throw py::error_already_set();
+        return d;
     }
     if (PyFloat_Check(v.ptr()) || py::isinstance(v, np_floating)) return v.cast<double>();
     if (PyUnicode_Check(v.ptr())) return v.cast<std::string>();
@@ -71,7 +77,6 @@ Json to_json(py::handle v, const std::string& name, const std::string& field) {
         }
         return out;
     }
-    if (py::isinstance<py::array>(v)) return to_json(v.attr("tolist")(), name, field);
     if (py::isinstance<py::list>(v) || py::isinstance<py::tuple>(v)) {
         Json out = Json::array();
         size_t i = 0;
