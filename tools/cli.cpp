@@ -13,6 +13,7 @@
 #include "file_io.h"
 #include "input_error.h"
 #include "report.h"
+#include "synth_command.h"
 
 namespace kevra_tool {
 namespace {
@@ -23,14 +24,6 @@ struct DetectOptions {
     std::vector<std::string> captures;
     bool json = false;
     std::string plot;
-};
-
-struct SynthOptions {
-    Scene scene;
-    std::string output;
-    bool binary = false;
-    bool steady = false;
-    std::vector<double> zone_gain, channel_gain;
 };
 
 // With several captures the pictures are numbered: plot.svg -> plot-0001.svg.
@@ -95,54 +88,6 @@ int run_detect(const DetectOptions& o, std::ostream& out, std::ostream& err, boo
     return 1;
 }
 
-int run_synth(SynthOptions o, std::ostream& err) {
-    try {
-        if (!o.zone_gain.empty()) {
-            if (o.zone_gain.size() != 6) throw InputError("synth", "--zone-gain", "expected six values");
-            std::copy(o.zone_gain.begin(), o.zone_gain.end(), o.scene.zone_gain.begin());
-        }
-        if (!o.channel_gain.empty()) {
-            if (o.channel_gain.size() != 4) throw InputError("synth", "--channel-gain", "expected four values");
-            std::copy(o.channel_gain.begin(), o.channel_gain.end(), o.scene.channel_gain.begin());
-        }
-        if (o.steady) o.scene.depth = 0.0;
-        write_capture(o.output, synthesize(o.scene), o.binary ? StreamStorage::Binary : StreamStorage::Inline);
-    } catch (const std::exception& e) {
-        err << "kevra: " << e.what() << "\n";
-        return 1;
-    }
-    return 0;
-}
-
-void add_synth_options(CLI::App& synth, SynthOptions& o) {
-    Scene& s = o.scene;
-    synth.add_option("-o,--output", o.output, "Capture file to write")->required();
-    synth.add_flag("--binary", o.binary, "Write the streams as little-endian uint32 dumps beside the capture");
-    synth.add_option("--mains", s.mains_frequency, "Mains frequency, Hz (the light ripples at twice this)")
-        ->capture_default_str();
-    synth.add_option("--mains-phase", s.mains_phase, "Time of a zero crossing of the supply, us")->capture_default_str();
-    synth.add_option("--depth", s.depth, "Share of the light that follows the rectified supply, 0..1")
-        ->capture_default_str();
-    synth.add_flag("--steady", o.steady, "Steady light (same as --depth 0)");
-    synth.add_option("--harmonics", s.harmonics,
-                     "Lamp ripple as amplitudes at 2, 4 and 6 x mains (default: rectified sine)")
-        ->delimiter(',');
-    synth.add_option("--exposure", s.exposure_time, "Exposure time, us")->capture_default_str();
-    synth.add_option("--line-time", s.line_time, "Time per sensor line, us")->capture_default_str();
-    synth.add_option("--start-time", s.start_time, "Start of line 0's exposure, us")->capture_default_str();
-    synth.add_option("--lines-per-row", s.lines_per_row, "Sensor lines per statistic row")->capture_default_str();
-    synth.add_option("--rows", s.rows, "Statistic rows, 0..256")->capture_default_str();
-    synth.add_option("--zone-width", s.zone_width, "Pixel columns of a zone that the statistics sample")
-        ->capture_default_str();
-    synth.add_option("--level", s.level, "Mean pixel value under the lamp's mean light")->capture_default_str();
-    synth.add_option("--zone-gain", o.zone_gain, "Scene brightness of zones 0..5 (six factors)")->delimiter(',');
-    synth.add_option("--channel-gain", o.channel_gain, "Brightness of channels 0..3 (four factors)")->delimiter(',');
-    synth.add_option("--bit-depth", s.bit_depth, "Bits per pixel value")->capture_default_str();
-    synth.add_option("--noise", s.noise, "Standard deviation of each pixel value")->capture_default_str();
-    synth.add_option("--empty-zones", s.empty_zones, "Zones without data (count and sum 0)")->delimiter(',');
-    synth.add_option("--seed", s.seed, "Seed of the pixel noise")->capture_default_str();
-}
-
 }  // namespace
 
 Scene builtin_sample_scene() {
@@ -164,9 +109,7 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     detect->add_option("--plot", detect_options.plot,
                        "Draw levels and fitted model to this SVG (numbered -0001, ... for several captures)");
 
-    SynthOptions synth_options;
-    CLI::App* synth = app.add_subcommand("synth", "Write a capture of a synthetic rolling-shutter scene");
-    add_synth_options(*synth, synth_options);
+    const SynthCommand synth(app);
 
     try {
         app.parse(argc, argv);
@@ -174,7 +117,7 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
         return app.exit(e, out, err);
     }
     if (detect->parsed()) return run_detect(detect_options, out, err, progress);
-    return run_synth(synth_options, err);
+    return synth.run(err, progress);
 }
 
 }  // namespace kevra_tool

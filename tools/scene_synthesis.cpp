@@ -2,17 +2,20 @@
 
 #include <algorithm>
 #include <cmath>
-#include <random>
+#include <limits>
 #include <string>
 
 #include "default_tuning.h"
 #include "input_error.h"
+#include "picture_sampling.h"
+#include "sensor_noise.h"
 
 namespace kevra_tool {
 namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr uint32_t kMax24 = 0x00FFFFFF;
+constexpr uint64_t kFrameSeedStep = 0x9E3779B97F4A7C15ull;
 
 [[noreturn]] void bad(const std::string& option, const std::string& problem) {
     throw InputError("synth", option, problem);
@@ -24,12 +27,13 @@ double rectified_integral(double x) {
     return 2.0 * turns + 1.0 - std::cos(x - kPi * turns);
 }
 
-// Ripple of the lamp, mean 1 and minimum 0 at the supply's zero crossings;
-// returns its mean over [start, start + duration].
+// Ripple of the --depth/--harmonics lamp, mean 1 and minimum 0 at the
+// supply's zero crossings; returns its mean over [start, start + duration].
 double ripple_mean(const Scene& s, double start, double duration) {
-    const double k = 2.0 * kPi * s.mains_frequency * 1e-6;  // supply phase per us
+    const double k = 2.0 * kPi * (s.mains_frequency * (1.0 + s.mains_drift)) * 1e-6;  // supply phase per us
     const double a = k * (start - s.mains_phase);
     const double b = k * (start + duration - s.mains_phase);
+    if (s.lamp) return lamp_light_mean(*s.lamp, a, duration <= 0.0 ? a : b);
     if (s.harmonics.empty()) {
         // (pi/2)|sin| has mean 1.
         if (duration <= 0.0) return kPi / 2.0 * std::fabs(std::sin(a));
@@ -45,34 +49,143 @@ double ripple_mean(const Scene& s, double start, double duration) {
     return 1.0 - sum / norm;
 }
 
-// Box-Muller over a 64-bit Mersenne Twister: the same pixels for the same
-// seed with any standard library.
-class Gaussian {
-public:
-    explicit Gaussian(uint64_t seed) : rng_(seed) {}
-    double operator()() {
-        if (has_spare_) {
-            has_spare_ = false;
-            return spare_;
-        }
-        const double u1 = (double(rng_() >> 11) + 1.0) * 0x1.0p-53;  // (0, 1]
-        const double u2 = double(rng_() >> 11) * 0x1.0p-53;
-        const double r = std::sqrt(-2.0 * std::log(u1));
-        spare_ = r * std::sin(2.0 * kPi * u2);
-        has_spare_ = true;
-        return r * std::cos(2.0 * kPi * u2);
-    }
-
-private:
-    std::mt19937_64 rng_;
-    double spare_ = 0.0;
-    bool has_spare_ = false;
+const std::vector<SensorMode> kSensorModes = {
+    {"4000-line", "full-resolution readout: 4000 lines of 7.5 us, 16 lines per row (250 rows)", 4000, 7.5f, 16},
+    {"2000-line", "2 x 2 binned readout: 2000 lines of 7.5 us, 8 lines per row (250 rows)", 2000, 7.5f, 8},
+    {"1000-line", "video readout: 1000 lines of 15 us, 4 lines per row (250 rows)", 1000, 15.0f, 4},
+    {"3072-line", "the default geometry: 3072 lines of 10 us, 12 lines per row (256 rows)", 3072, 10.0f, 12},
 };
+
+// Everything that changes from one frame of a sequence to the next.
+struct FrameState {
+    double time_offset = 0.0;  // us since frame 0
+    double shift = 0.0;        // lines the picture has moved down
+    float exposure_time = 0.0f;
+    double electrons_scale = 1.0;  // gain making up for a shorter exposure
+    uint64_t seed = 0;
+};
+
+double line_light(const Scene& s, const FrameState& f, int line) {
+    return lamp_mean(s, double(s.start_time) + f.time_offset + double(line) * double(s.line_time),
+                     double(f.exposure_time));
+}
+
+Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const FrameState& f) {
+    Capture c;
+    c.parameter = default_parameter();
+    c.parameter.row_num = s.rows;
+    c.parameter.ratio_table[0] = float((1 << s.bit_depth) - 1);  // levels as fractions of full scale
+    c.parameter.exposure_time = f.exposure_time;
+    c.parameter.line_time = s.line_time;
+    c.start_time = s.start_time;
+    c.config = default_config();
+    c.config.mains_frequency = int32_t(std::lround(s.mains_frequency));
+    c.config.lines_per_row = s.lines_per_row;
+    c.confidence_input = default_confidence_input(c.parameter, c.start_time, c.config);
+
+    const double full_scale = double((1 << s.bit_depth) - 1);
+    bool empty[6] = {};
+    for (int z : s.empty_zones) empty[z] = true;
+    // Scenes of the first synthetic captures (no picture, no shot noise) keep
+    // their generator, and with it their pixels.
+    const bool legacy = sampler == nullptr && s.full_well == 0.0;
+    BoxMullerNormal legacy_normal(f.seed);
+    FastNoise noise(f.seed);
+    const double electrons_per_value = s.full_well / full_scale * f.electrons_scale;  // 0: no shot noise
+    const double read_variance = s.noise * s.noise;
+    // Below this many electrons the normal approximation of Poisson is poor.
+    constexpr double kExactPoisson = 16.0;
+
+    double zone_level[6][4];  // level x zone gain x channel gain, without a picture
+    double channel_level[4];  // level x channel gain, times the picture's content
+    for (int ch = 0; ch < 4; ++ch) {
+        channel_level[ch] = s.level * s.channel_gain[size_t(ch)];
+        for (int z = 0; z < 6; ++z) zone_level[z][ch] = s.level * s.zone_gain[size_t(z)] * s.channel_gain[size_t(ch)];
+    }
+    std::vector<float> content(sampler ? size_t(sampler->columns()) : 0);
+
+    c.sum_stream.assign(size_t(s.rows) * 24, 0);
+    c.count_stream.assign(size_t(s.rows) * 24, 0);
+    for (int r = 0; r < s.rows; ++r) {
+        uint32_t sum[24] = {}, count[24] = {}, clipped[24] = {};  // word 4 * zone + channel
+        for (int l = 0; l < s.lines_per_row; ++l) {
+            const int line = r * s.lines_per_row + l;
+            const double light = line_light(s, f, line);
+            if (sampler) sampler->line(line, f.shift, content.data());
+            for (int z = 0; z < 6; ++z) {
+                if (empty[z]) continue;
+                for (int x = 0; x < s.zone_width; ++x) {
+                    const int channel = 2 * (line & 1) + (x & 1);
+                    double value;
+                    if (legacy) {
+                        const double mean = zone_level[z][channel] * light;
+                        value = mean + s.noise * legacy_normal();
+                    } else {
+                        const double mean =
+                            sampler ? channel_level[channel] * double(content[size_t(z * s.zone_width + x)]) * light
+                                    : zone_level[z][channel] * light;
+                        if (electrons_per_value == 0.0) {
+                            value = mean + s.noise * noise.normal();
+                        } else if (mean * electrons_per_value < kExactPoisson) {
+                            value = noise.poisson(std::max(mean, 0.0) * electrons_per_value) / electrons_per_value +
+                                    s.noise * noise.normal();
+                        } else {
+                            value = mean + std::sqrt(mean / electrons_per_value + read_variance) * noise.normal();
+                        }
+                    }
+                    value = std::clamp(std::floor(value + 0.5), 0.0, full_scale);
+                    const int w = 4 * z + channel;
+                    sum[w] += uint32_t(value);
+                    count[w] += 1;
+                    clipped[w] += value == full_scale ? 1 : 0;
+                }
+            }
+        }
+        for (int w = 0; w < 24; ++w) {
+            c.sum_stream[size_t(r) * 24 + size_t(w)] = sum[w];
+            c.count_stream[size_t(r) * 24 + size_t(w)] = std::min<uint32_t>(clipped[w], 255) << 24 | count[w];
+        }
+    }
+    return c;
+}
+
+double visible_ripple(const Scene& s, const FrameState& f) {
+    const int lines = s.rows * s.lines_per_row;
+    if (lines == 0) return 0.0;
+    double lo = std::numeric_limits<double>::infinity(), hi = -lo, total = 0.0;
+    for (int line = 0; line < lines; ++line) {
+        const double light = line_light(s, f, line);
+        lo = std::min(lo, light);
+        hi = std::max(hi, light);
+        total += light;
+    }
+    const double mean = total / lines;
+    return mean > 0.0 ? (hi - lo) / mean : 0.0;
+}
+
+uint64_t splitmix64(uint64_t x) {
+    x += 0x9E3779B97F4A7C15ull;
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
+    return x ^ (x >> 31);
+}
+
+// Frame n's start, ns after frame 0's.
+int64_t frame_offset_ns(int n, double fps) { return int64_t(std::llround(double(n) * 1e9 / fps)); }
 
 }  // namespace
 
+const std::vector<SensorMode>& sensor_modes() { return kSensorModes; }
+
+const SensorMode* find_sensor_mode(const std::string& name) {
+    for (const SensorMode& m : kSensorModes)
+        if (name == m.name) return &m;
+    return nullptr;
+}
+
 void check_scene(const Scene& s) {
     if (!(s.mains_frequency > 0.0 && s.mains_frequency < 1000.0)) bad("--mains", "expected a frequency in (0, 1000) Hz");
+    if (!(std::fabs(s.mains_drift) <= 0.05)) bad("--mains-drift", "expected a fraction in -0.05..0.05");
     if (!std::isfinite(s.mains_phase)) bad("--mains-phase", "expected a finite time");
     if (!(s.depth >= 0.0 && s.depth <= 1.0)) bad("--depth", "expected a share in 0..1");
     if (!s.harmonics.empty()) {
@@ -81,6 +194,8 @@ void check_scene(const Scene& s) {
         for (double a : s.harmonics) norm += std::fabs(a);
         if (!(norm > 0.0 && std::isfinite(norm))) bad("--harmonics", "expected finite amplitudes, not all 0");
     }
+    if (s.lamp && s.lamp->amplitude.size() != s.lamp->phase.size()) bad("--lamp", "malformed lamp");
+    if (!(s.daylight >= 0.0 && s.daylight <= 1.0)) bad("--daylight", "expected a share in 0..1");
     if (!(s.exposure_time >= 0.0f && std::isfinite(s.exposure_time))) bad("--exposure", "expected a time >= 0 us");
     if (!(s.line_time > 0.0f && std::isfinite(s.line_time))) bad("--line-time", "expected a time > 0 us");
     if (!std::isfinite(s.start_time)) bad("--start-time", "expected a finite time");
@@ -90,6 +205,11 @@ void check_scene(const Scene& s) {
     if (s.bit_depth < 1 || s.bit_depth > 16) bad("--bit-depth", "expected 1..16");
     if (!(s.level >= 0.0 && std::isfinite(s.level))) bad("--level", "expected a value >= 0");
     if (!(s.noise >= 0.0 && std::isfinite(s.noise))) bad("--noise", "expected a value >= 0");
+    if (!(s.full_well >= 0.0 && s.full_well <= 1e9)) bad("--full-well", "expected 0..1e9 electrons");
+    const auto [wx, wy, ww, wh] = s.window;
+    const double slack = 1e-9;
+    if (!(wx >= 0.0 && wy >= 0.0 && ww > 0.0 && wh > 0.0 && wx + ww <= 1.0 + slack && wy + wh <= 1.0 + slack))
+        bad("--window", "expected x,y,width,height as fractions of the picture, inside it");
     for (double g : s.zone_gain)
         if (!(g >= 0.0 && std::isfinite(g))) bad("--zone-gain", "expected six values >= 0");
     for (double g : s.channel_gain)
@@ -105,55 +225,69 @@ void check_scene(const Scene& s) {
                                 ", beyond 24 bits; use fewer lines per row, a narrower zone or fewer bits");
 }
 
+void check_sequence(const Scene& s, const SequenceOptions& o) {
+    if (o.frames < 1 || o.frames > 1000000) bad("--frames", "expected 1..1000000");
+    if (!(o.fps > 0.0 && o.fps <= 100000.0)) bad("--fps", "expected a rate in (0, 100000] frames per second");
+    if (!std::isfinite(o.motion_lines)) bad("--motion", "expected a finite number of lines per frame");
+    if (o.motion_lines != 0.0 && !s.picture) bad("--motion", "moves a picture: give one with --scene");
+    if (o.exposure_change_frame != -1) {
+        if (o.exposure_change_frame < 0 || o.exposure_change_frame >= o.frames)
+            bad("--exposure-change", "expected a frame 0.." + std::to_string(o.frames - 1));
+        if (!(o.exposure_after >= 0.0f && std::isfinite(o.exposure_after)))
+            bad("--exposure-change", "expected a time >= 0 us");
+        if (s.full_well > 0.0 && s.exposure_time > 0.0f && o.exposure_after == 0.0f)
+            bad("--exposure-change", "a zero exposure collects no electrons");
+    }
+    const double span_ns = double(o.frames - 1) * 1e9 / o.fps;
+    if (o.first_timestamp_ns >= 0 && double(o.first_timestamp_ns) + span_ns > 9.2e18)
+        bad("--timestamp", "the last frame's timestamp would overflow");
+}
+
 double lamp_mean(const Scene& s, double start, double duration) {
-    return (1.0 - s.depth) + s.depth * ripple_mean(s, start, duration);
+    const double lamp = s.lamp ? ripple_mean(s, start, duration) : (1.0 - s.depth) + s.depth * ripple_mean(s, start, duration);
+    return s.daylight > 0.0 ? (1.0 - s.daylight) * lamp + s.daylight : lamp;
 }
 
 Capture synthesize(const Scene& s) {
     check_scene(s);
-    Capture c;
-    c.parameter = default_parameter();
-    c.parameter.row_num = s.rows;
-    c.parameter.ratio_table[0] = float((1 << s.bit_depth) - 1);  // levels as fractions of full scale
-    c.parameter.exposure_time = s.exposure_time;
-    c.parameter.line_time = s.line_time;
-    c.start_time = s.start_time;
-    c.config = default_config();
-    c.config.mains_frequency = int32_t(std::lround(s.mains_frequency));
-    c.config.lines_per_row = s.lines_per_row;
-    c.confidence_input = default_confidence_input(c.parameter, c.start_time, c.config);
+    std::unique_ptr<PictureSampler> sampler;
+    if (s.picture) sampler = std::make_unique<PictureSampler>(*s.picture, s.window, s.rows * s.lines_per_row, 6, s.zone_width);
+    FrameState f;
+    f.exposure_time = s.exposure_time;
+    f.seed = s.seed;
+    return synthesize_frame(s, sampler.get(), f);
+}
 
-    const double full_scale = double((1 << s.bit_depth) - 1);
-    bool empty[6] = {};
-    for (int z : s.empty_zones) empty[z] = true;
-    Gaussian gaussian(s.seed);
-    c.sum_stream.assign(size_t(s.rows) * 24, 0);
-    c.count_stream.assign(size_t(s.rows) * 24, 0);
-    for (int r = 0; r < s.rows; ++r) {
-        uint32_t sum[24] = {}, count[24] = {}, clipped[24] = {};  // word 4 * zone + channel
-        for (int l = 0; l < s.lines_per_row; ++l) {
-            const int line = r * s.lines_per_row + l;
-            const double light =
-                lamp_mean(s, double(s.start_time) + double(line) * double(s.line_time), double(s.exposure_time));
-            for (int z = 0; z < 6; ++z) {
-                if (empty[z]) continue;
-                for (int x = 0; x < s.zone_width; ++x) {
-                    const int channel = 2 * (line & 1) + (x & 1);
-                    const double mean = s.level * s.zone_gain[size_t(z)] * s.channel_gain[size_t(channel)] * light;
-                    const double value = std::clamp(std::floor(mean + s.noise * gaussian() + 0.5), 0.0, full_scale);
-                    const int w = 4 * z + channel;
-                    sum[w] += uint32_t(value);
-                    count[w] += 1;
-                    clipped[w] += value == full_scale ? 1 : 0;
-                }
-            }
-        }
-        for (int w = 0; w < 24; ++w) {
-            c.sum_stream[size_t(r) * 24 + size_t(w)] = sum[w];
-            c.count_stream[size_t(r) * 24 + size_t(w)] = std::min<uint32_t>(clipped[w], 255) << 24 | count[w];
-        }
+void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::function<void(int, SynthFrame&&)>& each) {
+    check_scene(s);
+    check_sequence(s, o);
+    std::unique_ptr<PictureSampler> sampler;
+    if (s.picture) sampler = std::make_unique<PictureSampler>(*s.picture, s.window, s.rows * s.lines_per_row, 6, s.zone_width);
+    int64_t first = o.first_timestamp_ns;
+    if (first < 0) {
+        // Somewhere between 1000 s and 12 days into the clock, to the ns.
+        const uint64_t h = splitmix64(s.seed);
+        first = int64_t(1000 + h % 1000000) * 1000000000 + int64_t((h >> 32) % 1000000000);
     }
-    return c;
+    for (int n = 0; n < o.frames; ++n) {
+        FrameState f;
+        const int64_t offset = frame_offset_ns(n, o.fps);
+        f.time_offset = double(offset) * 1e-3;
+        f.shift = o.motion_lines * n;
+        const bool changed = o.exposure_change_frame >= 0 && n >= o.exposure_change_frame;
+        f.exposure_time = changed ? o.exposure_after : s.exposure_time;
+        if (changed && s.exposure_time > 0.0f) f.electrons_scale = double(o.exposure_after) / double(s.exposure_time);
+        f.seed = s.seed + uint64_t(n) * kFrameSeedStep;
+        SynthFrame frame{synthesize_frame(s, sampler.get(), f), visible_ripple(s, f)};
+        frame.capture.timestamp_ns = first + offset;
+        each(n, std::move(frame));
+    }
+}
+
+std::vector<SynthFrame> synthesize_sequence(const Scene& s, const SequenceOptions& o) {
+    std::vector<SynthFrame> frames;
+    synthesize_sequence(s, o, [&](int, SynthFrame&& frame) { frames.push_back(std::move(frame)); });
+    return frames;
 }
 
 }  // namespace kevra_tool

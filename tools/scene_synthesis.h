@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -104,6 +105,11 @@ Capture synthesize(const Scene& scene);
 // noise is drawn from seed + n x 0x9E3779B97F4A7C15. Every capture keeps
 // the scene's start_time.
 std::vector<SynthFrame> synthesize_sequence(const Scene& scene, const SequenceOptions& options);
+
+// The same one frame at a time, for sequences too long to hold: everything
+// is checked before the first call of each(index, frame).
+void synthesize_sequence(const Scene& scene, const SequenceOptions& options,
+                         const std::function<void(int, SynthFrame&&)>& each);
 
 }  // namespace kevra_tool
 

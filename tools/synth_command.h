@@ -25,8 +25,9 @@ public:
     ~SynthCommand();
     CLI::App* subcommand() const { return subcommand_; }
     // After app.parse: writes the frames; reports failures on err as
-    // "kevra: FILE: FIELD: problem" and returns 1, else 0.
-    int run(std::ostream& err) const;
+    // "kevra: FILE: FIELD: problem" and returns 1, else 0. progress: show
+    // a progress line on err while a sequence is written.
+    int run(std::ostream& err, bool progress) const;
 
 private:
     CLI::App* subcommand_;
