@@ -5,15 +5,11 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include <unistd.h>
-
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,6 +22,7 @@
 #include "json_values.h"
 #include "kevra_scene.h"
 #include "scene_synthesis.h"
+#include "synth_command.h"
 
 // Weak, so the module loads against a library that does not provide the scene
 // classifier yet; null then.
@@ -334,36 +331,14 @@ private:
     std::unique_ptr<QORKEVRASCENE, Destroy> classifier_;
 };
 
-// `kevra synth ARGS -o FILE` in-process, read back. Stands in until the tool
-// parses synthesis options without writing a file.
+// The frames `kevra synth ARGS` would write.
 py::list synth(const std::vector<std::string>& args) {
-    namespace fs = std::filesystem;
-    std::string path = (fs::temp_directory_path() / "kevra-synth-XXXXXX").string();
-    const int fd = mkstemp(path.data());
-    if (fd < 0) throw std::runtime_error("cannot create a temporary file");
-    close(fd);
-    std::vector<std::string> words{"kevra", "synth", "-o", path};
-    words.insert(words.end(), args.begin(), args.end());
-    std::vector<const char*> argv;
-    for (const std::string& w : words) argv.push_back(w.c_str());
-    std::ostringstream out, err;
-    const int status = run_cli(int(argv.size()), argv.data(), out, err, false);
     py::list frames;
-    try {
-        if (status != 0) {
-            std::string message = err.str().empty() ? out.str() : err.str();
-            if (message.rfind("kevra: ", 0) == 0) message.erase(0, 7);
-            while (!message.empty() && message.back() == '\n') message.pop_back();
-            throw InputError("synth", "", message);
-        }
-        py::dict frame = capture_to_python(read_capture(path));
-        frame["visible_ripple"] = py::none();
+    for (const SynthFrame& f : synth_from_arguments(args)) {
+        py::dict frame = capture_to_python(f.capture);
+        frame["visible_ripple"] = f.visible_ripple;
         frames.append(frame);
-    } catch (...) {
-        fs::remove(path);
-        throw;
     }
-    fs::remove(path);
     return frames;
 }
 

@@ -12,6 +12,7 @@ Every bad input raises kevra.InputError (a ValueError) with the tool's message.
 """
 
 import collections
+import copy
 import os
 
 import numpy as np
@@ -142,9 +143,19 @@ def read_capture(path):
     return Capture._from_native(_kevra.read_capture(path), path)
 
 
+_sample = None  # synthesising it takes about 0.1 s
+
+
+def _sample_native():
+    global _sample
+    if _sample is None:
+        _sample = _kevra.sample_capture()
+    return _sample
+
+
 def sample_capture():
     """The built-in sample that `kevra detect` runs on when given no capture."""
-    return Capture._from_native(_kevra.sample_capture(), _kevra.SAMPLE_NAME)
+    return Capture._from_native(copy.deepcopy(_sample_native()), _kevra.SAMPLE_NAME)
 
 
 def _capture_arguments(capture, keywords):
@@ -204,7 +215,7 @@ class Detector:
         """
         native, name = _capture_arguments(capture, dict(arrays))
         if native is None:
-            return self._native.detect(_kevra.sample_capture(), _kevra.SAMPLE_NAME)
+            return self._native.detect(_sample_native(), _kevra.SAMPLE_NAME)
         if name is None:
             return self._native.detect_file(native)
         return self._native.detect(native, name)
@@ -223,9 +234,11 @@ def synth(**options):
 
     Each keyword becomes --option-name value: underscores turn into hyphens,
     True into a bare flag, False and None drop the option, sequences join with
-    commas. kevra.synth(mains=60, depth=0.4, seed=3) is `kevra synth --mains 60
-    --depth 0.4 --seed 3`. Returns a list of SynthFrame(capture,
-    visible_ripple).
+    commas. kevra.synth(mains=60, frames=6, fps=30, scene="coffee.png") is
+    `kevra synth --mains 60 --frames 6 --fps 30 --scene coffee.png`. Returns a
+    list of SynthFrame(capture, visible_ripple): visible_ripple is the lamp's
+    peak-to-peak over the frame's lines divided by its mean, the ripple the
+    rows would show without picture and noise.
     """
     args = []
     for key, value in options.items():
@@ -240,7 +253,7 @@ def synth(**options):
         else:
             text = _option_word(value)
         args += [flag, text]
-    return [SynthFrame(Capture._from_native(f, f"synth frame {i}"), f["visible_ripple"])
+    return [SynthFrame(Capture._from_native(f, f"synth-{i + 1:04d}"), f["visible_ripple"])
             for i, f in enumerate(_kevra.synth(args))]
 
 

@@ -92,19 +92,25 @@ def test_capture_round_trip(tmp_path, binary):
 SYNTH_OPTIONS = [
     dict(mains=60, depth=0.4, exposure=3333.5, rows=64, seed=11),
     dict(steady=True, zone_gain=[1, 1, 1, 0.5, 0.5, 0.5], empty_zones=(2,), line_time=12.25),
+    dict(frames=3, fps=29.97, mains=60, rows=32, timestamp=10**15),
 ]
 
 
-@pytest.mark.parametrize("options", SYNTH_OPTIONS, ids=["values", "flag-and-lists"])
+@pytest.mark.parametrize("options", SYNTH_OPTIONS, ids=["values", "flag-and-lists", "sequence"])
 def test_synth_options_as_the_tool(tool, tmp_path, options):
     args = []
     for k, v in options.items():
         args += ["--" + k.replace("_", "-")] + ([] if v is True else [",".join(map(str, v)) if isinstance(v, (list, tuple)) else str(v)])
     run_tool(tool, "synth", "-o", str(tmp_path / "t.json"), *args)
-    want = kevra.read_capture(tmp_path / "t.json")
-    got = kevra.synth(**options)[0].capture
-    assert (got.parameter, got.config, got.confidence_input) == (want.parameter, want.config, want.confidence_input)
-    assert np.array_equal(got.sum_stream, want.sum_stream) and np.array_equal(got.count_stream, want.count_stream)
+    frames = kevra.synth(**options)
+    paths = [tmp_path / "t.json"] if len(frames) == 1 else sorted(tmp_path.glob("t-*.json"))
+    assert len(paths) == len(frames) == options.get("frames", 1)
+    for frame, path in zip(frames, paths):
+        got, want = frame.capture, kevra.read_capture(path)
+        assert (got.parameter, got.config, got.confidence_input, got.timestamp_ns) == \
+            (want.parameter, want.config, want.confidence_input, want.timestamp_ns)
+        assert np.array_equal(got.sum_stream, want.sum_stream) and np.array_equal(got.count_stream, want.count_stream)
+        assert (frame.visible_ripple == 0) == ("steady" in options)
 
 
 def test_synth_errors_as_the_tool(tool, tmp_path):
