@@ -68,7 +68,8 @@ Json to_json(py::handle v, const std::string& name, const std::string& field) {
     if (py::isinstance<py::dict>(v)) {
         Json out = Json::object();
         for (const auto& [key, value] : v.cast<py::dict>()) {
-            if (!PyUnicode_Check(key.ptr())) throw InputError(name, field, "keys must be strings, got " + type_name(key));
+            if (!PyUnicode_Check(key.ptr()))
+                throw InputError(name, field, "keys must be strings, got an object of type " + type_name(key));
             const std::string k = key.cast<std::string>();
             out[k] = to_json(value, name, field + "." + k);
         }
@@ -80,13 +81,13 @@ Json to_json(py::handle v, const std::string& name, const std::string& field) {
         for (py::handle item : v) out.push_back(to_json(item, name, field + "[" + std::to_string(i++) + "]"));
         return out;
     }
-    throw InputError(name, field, "expected a number, got a " + type_name(v));
+    throw InputError(name, field, "expected a number, got an object of type " + type_name(v));
 }
 
 // A raw stream: uint32, (row_num, 24), C order. Nothing is converted silently.
 py::array checked_stream(py::handle v, const std::string& name, const char* field) {
     if (!py::isinstance<py::array>(v))
-        throw InputError(name, field, "expected a NumPy array of uint32 words, got a " + type_name(v));
+        throw InputError(name, field, "expected a NumPy array of uint32 words, got an object of type " + type_name(v));
     const py::array a = py::reinterpret_borrow<py::array>(v);
     if (!py::isinstance<py::array_t<uint32_t>>(a))
         throw InputError(name, field, "expected dtype uint32, got " + std::string(py::str(a.dtype())));
@@ -180,7 +181,8 @@ py::dict capture_to_python(const Capture& c) {
     py::dict parameter = section(kParameterFields, &c.parameter, nullptr);
     parameter["start_time"] = double(c.start_time);
     const kevra_config config_defaults = default_config();
-    const kevra_confidence_idx_input confidence_defaults = default_confidence_input(c.parameter, c.start_time, c.config);
+    const kevra_confidence_idx_input confidence_defaults =
+        default_confidence_input(c.parameter, c.start_time, c.config);
     d[kParameterKey] = parameter;
     d[kConfigKey] = section(kConfigFields, &c.config, &config_defaults);
     d[kConfidenceInputKey] = section(kConfidenceInputFields, &c.confidence_input, &confidence_defaults);

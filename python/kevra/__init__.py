@@ -20,6 +20,8 @@ import numpy as np
 from . import _kevra
 from ._kevra import MAX_ROWS, InputError, __version__
 
+InputError.__module__ = __name__  # shown as kevra.InputError
+
 __all__ = [
     "Capture", "Detector", "InputError", "MAX_ROWS", "SceneClassifier", "SynthFrame", "classify", "detect",
     "pack_streams", "read_capture", "sample_capture", "synth", "unpack_streams",

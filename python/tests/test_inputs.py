@@ -21,29 +21,39 @@ def _zeros(rows):
 
 
 # (case, keyword arguments replacing the good ones, the message after "arrays: ")
+S, C = SAMPLE.sum_stream, SAMPLE.count_stream
 BAD = [
-    ("float stream", dict(sum_stream=SAMPLE.sum_stream.astype(np.float64)), "sum_stream: expected dtype uint32, got float64"),
-    ("big-endian", dict(count_stream=SAMPLE.count_stream.astype(">u4")), "count_stream: expected dtype uint32, got >u4"),
-    ("flat", dict(sum_stream=SAMPLE.sum_stream.ravel()), "sum_stream: expected shape (row_num, 24), got (6144,)"),
-    ("23 words", dict(sum_stream=SAMPLE.sum_stream[:, :23].copy()), "sum_stream: expected shape (row_num, 24), got (256, 23)"),
-    ("strided", dict(sum_stream=SAMPLE.sum_stream[::2]), "sum_stream: expected a C-contiguous array"),
-    ("list", dict(sum_stream=SAMPLE.sum_stream.tolist()), "sum_stream: expected a NumPy array of uint32 words, got a list"),
+    ("float stream", dict(sum_stream=S.astype(np.float64)), "sum_stream: expected dtype uint32, got float64"),
+    ("big-endian", dict(count_stream=C.astype(">u4")), "count_stream: expected dtype uint32, got >u4"),
+    ("flat", dict(sum_stream=S.ravel()), "sum_stream: expected shape (row_num, 24), got (6144,)"),
+    ("23 words", dict(sum_stream=S[:, :23].copy()), "sum_stream: expected shape (row_num, 24), got (256, 23)"),
+    ("strided", dict(sum_stream=S[::2]), "sum_stream: expected a C-contiguous array"),
+    ("list", dict(sum_stream=S.tolist()),
+     "sum_stream: expected a NumPy array of uint32 words, got an object of type list"),
     ("257 rows", dict(sum_stream=_zeros(257), count_stream=_zeros(257)),
      "parameter.row_num: expected an integer in 0..256, got 257"),
     ("rows differ", dict(count_stream=_zeros(100)), "count_stream: expected 6144 words (row_num x 24), got 2400"),
-    ("row_num disagrees", dict(parameter=dict(TIMING, row_num=200)), "sum_stream: expected 4800 words (row_num x 24), got 6144"),
+    ("row_num disagrees", dict(parameter=dict(TIMING, row_num=200)),
+     "sum_stream: expected 4800 words (row_num x 24), got 6144"),
     ("no parameter", dict(parameter=None), "parameter: missing"),
     ("no exposure", dict(parameter={"line_time": 10.0}), "parameter.exposure_time: missing (it has no default)"),
     ("unknown key", dict(config={"mains_freq": 60}), "config.mains_freq: unknown field"),
-    ("string value", dict(config={"mains_frequency": "60"}), "config.mains_frequency: expected a 32-bit integer, got a string"),
-    ("fraction", dict(config={"lines_per_row": 12.5}), "config.lines_per_row: expected a 32-bit integer, got the number 12.5"),
-    ("short array", dict(config={"detect_ratio": [0.9, 0.7]}), "config.detect_ratio: expected an array of 5 numbers, got 2 elements"),
-    ("beyond float", dict(confidence_input={"band_margin": 1e39}), "confidence_input.band_margin: the number 1e+39 is outside"),
-    ("object value", dict(config={"offset_step": object()}), "config.offset_step: expected a number, got a object"),
+    ("string value", dict(config={"mains_frequency": "60"}),
+     "config.mains_frequency: expected a 32-bit integer, got a string"),
+    ("fraction", dict(config={"lines_per_row": 12.5}),
+     "config.lines_per_row: expected a 32-bit integer, got the number 12.5"),
+    ("short array", dict(config={"detect_ratio": [0.9, 0.7]}),
+     "config.detect_ratio: expected an array of 5 numbers, got 2 elements"),
+    ("beyond float", dict(confidence_input={"band_margin": 1e39}),
+     "confidence_input.band_margin: the number 1e+39 is outside"),
+    ("object value", dict(config={"offset_step": object()}),
+     "config.offset_step: expected a number, got an object of type object"),
     ("sums beyond 24 bits", dict(sums=np.full((4, 6, 4), 2**24), counts=np.ones((4, 6, 4), int)),
      "sums: expected values in 0..16777215"),
-    ("float counts", dict(sums=np.ones((4, 6, 4), int), counts=np.ones((4, 6, 4))), "counts: expected an integer array"),
-    ("zone shape", dict(sums=np.ones((4, 24), int), counts=np.ones((4, 24), int)), "sums: expected shape (row_num, 6, 4)"),
+    ("float counts", dict(sums=np.ones((4, 6, 4), int), counts=np.ones((4, 6, 4))),
+     "counts: expected an integer array"),
+    ("zone shape", dict(sums=np.ones((4, 24), int), counts=np.ones((4, 24), int)),
+     "sums: expected shape (row_num, 6, 4)"),
 ]
 
 
@@ -100,7 +110,9 @@ SYNTH_OPTIONS = [
 def test_synth_options_as_the_tool(tool, tmp_path, options):
     args = []
     for k, v in options.items():
-        args += ["--" + k.replace("_", "-")] + ([] if v is True else [",".join(map(str, v)) if isinstance(v, (list, tuple)) else str(v)])
+        args.append("--" + k.replace("_", "-"))
+        if v is not True:
+            args.append(",".join(map(str, v)) if isinstance(v, (list, tuple)) else str(v))
     run_tool(tool, "synth", "-o", str(tmp_path / "t.json"), *args)
     frames = kevra.synth(**options)
     paths = [tmp_path / "t.json"] if len(frames) == 1 else sorted(tmp_path.glob("t-*.json"))
