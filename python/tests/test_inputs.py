@@ -26,7 +26,6 @@ BAD = [
     ("float stream", dict(sum_stream=S.astype(np.float64)), "sum_stream: expected dtype uint32, got float64"),
     ("big-endian", dict(count_stream=C.astype(">u4")), "count_stream: expected dtype uint32, got >u4"),
     ("flat", dict(sum_stream=S.ravel()), "sum_stream: expected shape (row_num, 24), got (6144,)"),
-    ("23 words", dict(sum_stream=S[:, :23].copy()), "sum_stream: expected shape (row_num, 24), got (256, 23)"),
     ("strided", dict(sum_stream=S[::2]), "sum_stream: expected a C-contiguous array"),
     ("list", dict(sum_stream=S.tolist()),
      "sum_stream: expected a NumPy array of uint32 words, got an object of type list"),
@@ -35,17 +34,10 @@ BAD = [
     ("rows differ", dict(count_stream=_zeros(100)), "count_stream: expected 6144 words (row_num x 24), got 2400"),
     ("row_num disagrees", dict(parameter=dict(TIMING, row_num=200)),
      "sum_stream: expected 4800 words (row_num x 24), got 6144"),
-    ("no parameter", dict(parameter=None), "parameter: missing"),
     ("no exposure", dict(parameter={"line_time": 10.0}), "parameter.exposure_time: missing (it has no default)"),
     ("unknown key", dict(config={"mains_freq": 60}), "config.mains_freq: unknown field"),
-    ("string value", dict(config={"mains_frequency": "60"}),
-     "config.mains_frequency: expected a 32-bit integer, got a string"),
     ("fraction", dict(config={"lines_per_row": 12.5}),
      "config.lines_per_row: expected a 32-bit integer, got the number 12.5"),
-    ("short array", dict(config={"detect_ratio": [0.9, 0.7]}),
-     "config.detect_ratio: expected an array of 5 numbers, got 2 elements"),
-    ("beyond float", dict(confidence_input={"band_margin": 1e39}),
-     "confidence_input.band_margin: the number 1e+39 is outside"),
     ("object value", dict(config={"offset_step": object()}),
      "config.offset_step: expected a number, got an object of type object"),
     ("sums beyond 24 bits", dict(sums=np.full((4, 6, 4), 2**24), counts=np.ones((4, 6, 4), int)),
@@ -71,8 +63,7 @@ def test_bad_arrays(arguments, message):
     '{"parameter": {"row_num": 0, "exposure_time": 1, "line_time": 1}, "config": {"weights": 1},'
     ' "sum_stream": [], "count_stream": []}',
     '{"parameter": {"row_num": 1, "exposure_time": 1, "line_time": 1}, "sum_stream": [1], "count_stream": []}',
-    '{"version": 1, "timestamp_ns": 5, "parameter": {}}',
-], ids=["unknown field", "short stream", "version"])
+], ids=["unknown field", "short stream"])
 def test_file_errors_as_the_tool(tool, tmp_path, text):
     path = tmp_path / "bad.json"
     path.write_text(text)
