@@ -15,7 +15,9 @@ using Waveform = std::function<double(double)>;  // light at supply phase x, one
 
 // Fourier series of a waveform over the half cycle, scaled to mean 1, and the
 // flicker metrics of that series (what the synthesis actually uses).
-Lamp make_lamp(const char* name, const char* description, const Waveform& waveform) {
+// abrupt: the waveform switches on from darkness, where the truncated series
+// would ring below zero; Lanczos factors damp its upper harmonics.
+Lamp make_lamp(const char* name, const char* description, const Waveform& waveform, bool abrupt = false) {
     Lamp lamp{name, description, {}, {}, 0.0, 0.0};
     std::vector<double> samples(kSamples);
     double mean = 0.0;
@@ -30,8 +32,10 @@ Lamp make_lamp(const char* name, const char* description, const Waveform& wavefo
             c += samples[size_t(i)] * std::cos(2.0 * k * x);
             s += samples[size_t(i)] * std::sin(2.0 * k * x);
         }
-        c *= 2.0 / kSamples / mean;
-        s *= 2.0 / kSamples / mean;
+        const double t = kPi * k / (kHarmonics + 1);
+        const double sigma = abrupt ? std::sin(t) / t : 1.0;
+        c *= 2.0 / kSamples / mean * sigma;
+        s *= 2.0 / kSamples / mean * sigma;
         const double amplitude = std::hypot(c, s);
         if (amplitude < 1e-9) continue;
         // light = 1 + c cos + s sin = 1 - A cos(2kx - phase) with A = |(c, s)|.
@@ -70,12 +74,13 @@ Waveform led_string(double threshold) {
     return [=](double x) { return std::max(std::fabs(std::sin(x)) - threshold, 0.0); };
 }
 
-// Capacitor ripple: charged at the supply's peaks, discharging linearly
-// between them; ripple r peak to peak relative to the mean.
+// Capacitor ripple: discharging linearly from each supply peak, recharged
+// over the last fifth of the half cycle before the next; r peak to peak
+// relative to the mean.
 Waveform capacitor_ripple(double r) {
     return [=](double x) {
         const double t = std::fmod(x - kPi / 2.0 + kPi, kPi) / kPi;  // 0 at a peak
-        return 1.0 + r * (0.5 - t);
+        return t < 0.8 ? 1.0 + r * (0.5 - t / 0.8) : 1.0 + r * (-0.5 + (t - 0.8) / 0.2);
     };
 }
 
@@ -100,11 +105,11 @@ std::vector<Lamp> build_catalogue() {
     lamps.push_back(make_lamp("incandescent", "tungsten filament: 11% sinusoidal ripple, trailing the supply",
                               sinusoid(0.11, kPi / 4.0)));
     lamps.push_back(make_lamp("fluorescent-magnetic", "fluorescent tube on a choke ballast: 46% modulation",
-                              partly_rectified(0.52)));
+                              partly_rectified(0.54)));
     lamps.push_back(make_lamp("fluorescent-electronic", "fluorescent tube or CFL on an electronic ballast: 5% ripple",
                               capacitor_ripple(0.10)));
     lamps.push_back(make_lamp("led-rectified", "LED string on the rectified supply: dark near each zero crossing",
-                              led_string(threshold_for_flicker_index(0.32))));
+                              led_string(threshold_for_flicker_index(0.32)), true));
     lamps.push_back(make_lamp("led-driver", "LED on a good constant-current driver: 2% ripple", sinusoid(0.02, 0.0)));
     return lamps;
 }

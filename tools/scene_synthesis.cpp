@@ -65,6 +65,20 @@ struct FrameState {
     uint64_t seed = 0;
 };
 
+// One zone's pixels of one line: draw each, round, clip, and add to the
+// words of its two channels (even columns first).
+template <class Draw>
+void accumulate(const double* mean, int width, double full_scale, Draw draw, uint32_t* sum, uint32_t* count,
+                uint32_t* clipped) {
+    for (int x = 0; x < width; ++x) {
+        const double value = std::clamp(std::floor(draw(mean[x]) + 0.5), 0.0, full_scale);
+        const int k = x & 1;
+        sum[k] += uint32_t(value);
+        count[k] += 1;
+        clipped[k] += value == full_scale ? 1 : 0;
+    }
+}
+
 double line_light(const Scene& s, const FrameState& f, int line) {
     return lamp_mean(s, double(s.start_time) + f.time_offset + double(line) * double(s.line_time),
                      double(f.exposure_time));
@@ -86,15 +100,22 @@ Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const Fr
     const double full_scale = double((1 << s.bit_depth) - 1);
     bool empty[6] = {};
     for (int z : s.empty_zones) empty[z] = true;
-    // Scenes of the first synthetic captures (no picture, no shot noise) keep
-    // their generator, and with it their pixels.
-    const bool legacy = sampler == nullptr && s.full_well == 0.0;
+    // Scenes made only of the first synthetic captures' options keep their
+    // generator, and with it their pixels.
+    const bool legacy = sampler == nullptr && s.full_well == 0.0 && !s.lamp && s.daylight == 0.0 && s.mains_drift == 0.0;
     BoxMullerNormal legacy_normal(f.seed);
     FastNoise noise(f.seed);
     const double electrons_per_value = s.full_well / full_scale * f.electrons_scale;  // 0: no shot noise
     const double read_variance = s.noise * s.noise;
     // Below this many electrons the normal approximation of Poisson is poor.
     constexpr double kExactPoisson = 16.0;
+    const auto legacy_draw = [&](double mean) { return mean + s.noise * legacy_normal(); };
+    const auto read_draw = [&](double mean) { return mean + s.noise * noise.normal(); };
+    const auto shot_draw = [&](double mean) {
+        if (mean * electrons_per_value < kExactPoisson)
+            return noise.poisson(std::max(mean, 0.0) * electrons_per_value) / electrons_per_value + s.noise * noise.normal();
+        return mean + std::sqrt(mean / electrons_per_value + read_variance) * noise.normal();
+    };
 
     double zone_level[6][4];  // level x zone gain x channel gain, without a picture
     double channel_level[4];  // level x channel gain, times the picture's content
@@ -102,7 +123,9 @@ Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const Fr
         channel_level[ch] = s.level * s.channel_gain[size_t(ch)];
         for (int z = 0; z < 6; ++z) zone_level[z][ch] = s.level * s.zone_gain[size_t(z)] * s.channel_gain[size_t(ch)];
     }
-    std::vector<float> content(sampler ? size_t(sampler->columns()) : 0);
+    const size_t columns = size_t(6 * s.zone_width);
+    std::vector<float> content(sampler ? columns : 0);
+    std::vector<double> mean(columns);
 
     c.sum_stream.assign(size_t(s.rows) * 24, 0);
     c.count_stream.assign(size_t(s.rows) * 24, 0);
@@ -110,35 +133,26 @@ Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const Fr
         uint32_t sum[24] = {}, count[24] = {}, clipped[24] = {};  // word 4 * zone + channel
         for (int l = 0; l < s.lines_per_row; ++l) {
             const int line = r * s.lines_per_row + l;
+            const int parity = line & 1;
             const double light = line_light(s, f, line);
             if (sampler) sampler->line(line, f.shift, content.data());
             for (int z = 0; z < 6; ++z) {
-                if (empty[z]) continue;
                 for (int x = 0; x < s.zone_width; ++x) {
-                    const int channel = 2 * (line & 1) + (x & 1);
-                    double value;
-                    if (legacy) {
-                        const double mean = zone_level[z][channel] * light;
-                        value = mean + s.noise * legacy_normal();
-                    } else {
-                        const double mean =
-                            sampler ? channel_level[channel] * double(content[size_t(z * s.zone_width + x)]) * light
-                                    : zone_level[z][channel] * light;
-                        if (electrons_per_value == 0.0) {
-                            value = mean + s.noise * noise.normal();
-                        } else if (mean * electrons_per_value < kExactPoisson) {
-                            value = noise.poisson(std::max(mean, 0.0) * electrons_per_value) / electrons_per_value +
-                                    s.noise * noise.normal();
-                        } else {
-                            value = mean + std::sqrt(mean / electrons_per_value + read_variance) * noise.normal();
-                        }
-                    }
-                    value = std::clamp(std::floor(value + 0.5), 0.0, full_scale);
-                    const int w = 4 * z + channel;
-                    sum[w] += uint32_t(value);
-                    count[w] += 1;
-                    clipped[w] += value == full_scale ? 1 : 0;
+                    const int channel = 2 * parity + (x & 1);
+                    const size_t i = size_t(z * s.zone_width + x);
+                    mean[i] = sampler ? channel_level[channel] * double(content[i]) * light : zone_level[z][channel] * light;
                 }
+            }
+            for (int z = 0; z < 6; ++z) {
+                if (empty[z]) continue;
+                const double* m = &mean[size_t(z * s.zone_width)];
+                const int w = 4 * z + 2 * parity;
+                if (legacy)
+                    accumulate(m, s.zone_width, full_scale, legacy_draw, &sum[w], &count[w], &clipped[w]);
+                else if (electrons_per_value == 0.0)
+                    accumulate(m, s.zone_width, full_scale, read_draw, &sum[w], &count[w], &clipped[w]);
+                else
+                    accumulate(m, s.zone_width, full_scale, shot_draw, &sum[w], &count[w], &clipped[w]);
             }
         }
         for (int w = 0; w < 24; ++w) {

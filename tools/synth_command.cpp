@@ -122,6 +122,8 @@ void finish(const CLI::App& app, SynthOptions& o) {
         if (o.channel_gain.size() != 4) bad("--channel-gain", "expected four values");
         std::copy(o.channel_gain.begin(), o.channel_gain.end(), s.channel_gain.begin());
     }
+    if (!o.zone_gain.empty() && !o.picture.empty())
+        bad("--zone-gain", "is the scene without a picture; with --scene the picture gives each zone's content");
     if (!o.window.empty()) {
         if (o.window.size() != 4) bad("--window", "expected x,y,width,height");
         std::copy(o.window.begin(), o.window.end(), s.window.begin());
@@ -140,7 +142,13 @@ void finish(const CLI::App& app, SynthOptions& o) {
         if (!mode) bad("--sensor-mode", "unknown mode '" + o.sensor_mode + "'; expected one of " + names_of_modes());
         if (app.count("--line-time") == 0) s.line_time = mode->line_time;
         if (app.count("--lines-per-row") == 0) s.lines_per_row = mode->lines_per_row;
-        if (app.count("--rows") == 0) s.rows = mode->lines / s.lines_per_row;
+        if (app.count("--rows") == 0) {
+            s.rows = mode->lines / s.lines_per_row;
+            if (s.rows > KEVRA_MAX_ROWS)
+                bad("--lines-per-row", "the " + std::string(mode->name) + " mode needs " +
+                                           std::to_string((mode->lines + KEVRA_MAX_ROWS - 1) / KEVRA_MAX_ROWS) +
+                                           " or more lines per row (at most 256 rows)");
+        }
     }
     if (app.count("--exposure-change") > 0) {
         const size_t colon = o.exposure_change.find(':');
@@ -209,12 +217,11 @@ int SynthCommand::run(std::ostream& err, bool progress) const {
                 err << "\r\033[K[" << n + 1 << "/" << count << "] " << path << std::flush;
                 shown = true;
             }
-            // Files this run created go again when a later one fails; a
-            // file of the same name from before is replaced as it is written.
-            const bool existed = std::filesystem::exists(path);
+            // Files this run creates go again when anything fails; a file of
+            // the same name from before is replaced as it is written.
+            for (const std::string& f : written_files(path, o.binary))
+                if (!std::filesystem::exists(f)) written.push_back(f);
             write_capture(path, frame.capture, storage);
-            if (!existed)
-                for (const std::string& f : written_files(path, o.binary)) written.push_back(f);
         });
     } catch (const std::exception& e) {
         if (shown) err << "\r\033[K";
