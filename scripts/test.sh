@@ -46,7 +46,7 @@ for suite in "${suites[@]}"; do
             # fails the suite (set -e, pipefail).
             PYTHONPATH="$PWD/build/native/python" KEVRA_TOOL="$PWD/build/native/tools/kevra" \
                 /usr/bin/python3 -m pytest -q -p no:cacheprovider python/tests | tee build/native/pytest.log
-            summary+=("python: $(tail -n 1 build/native/pytest.log | tr -d '=') in $(( $(date +%s) - start )) s")
+            summary+=("python: $(tail -n 1 build/native/pytest.log | tr -d '=' | sed 's/^ *//; s/ *$//')")
             continue ;;
         tsan)     configure tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKEVRA_SANITIZE=OFF -DKEVRA_BUILD_TOOLS=OFF \
                       -DCMAKE_CXX_FLAGS=-fsanitize=thread
