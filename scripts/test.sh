@@ -40,7 +40,6 @@ for suite in "${suites[@]}"; do
             echo "== python: building" >&2
             cmake --build build/native -j "$jobs" --target kevra_python kevra_cli
             echo "== python: testing" >&2
-            start=$(date +%s)
             # Debian's interpreter, which the module is built for. pytest exits
             # with 5 when it collects no test: like any non-zero status, that
             # fails the suite (set -e, pipefail).
