@@ -21,6 +21,7 @@
 #include "input_error.h"
 #include "json_values.h"
 #include "kevra_scene.h"
+#include "scene_answer.h"
 #include "scene_synthesis.h"
 #include "synth_command.h"
 
@@ -245,12 +246,6 @@ py::dict report_to_python(const DetectionReport& r) {
     return out;
 }
 
-std::string status_text(int32_t status) {
-    char code[16];
-    std::snprintf(code, sizeof code, "0x%08x", unsigned(status));
-    return code;
-}
-
 class Detector {
 public:
     Detector() : detector_(QORKEVRA::createInstance()) {}
@@ -266,48 +261,29 @@ private:
     std::unique_ptr<QORKEVRA, Destroy> detector_;
 };
 
-const char* scene_answer(int32_t answer) {
-    switch (answer) {
-        case KEVRA_SCENE_NONE: return "none";
-        case KEVRA_SCENE_50HZ: return "50";
-        case KEVRA_SCENE_60HZ: return "60";
-        default: return "unknown";
-    }
-}
-
 class SceneClassifier {
 public:
     SceneClassifier() {
         classifier_.reset(QORKEVRASCENE::createInstance());
     }
 
+    // The keys and nesting of `kevra classify --json`, less the file and frame
+    // numbering; refusals raise the tool's message.
     py::dict process(const Capture& c, const std::string& name) {
-        kevra_scene_frame frame{};
-        frame.sum_stream = c.sum_stream.data();
-        frame.count_stream = c.count_stream.data();
-        frame.timestamp_ns = frame_time_ns(c);
-        frame.exposure_time = c.parameter.exposure_time;
-        frame.line_time = c.parameter.line_time;
-        frame.row_num = c.parameter.row_num;
-        frame.lines_per_row = c.config.lines_per_row;
-        kevra_scene_result r{};
-        const int32_t status = classifier_->ProcessFrame(&frame, &r);
-        if (status != KEVRA_STATUS_OK)
-            throw InputError(name, "", "the scene classifier refused the frame (status " + status_text(status) + ")");
-        py::list evidence;
+        const kevra_scene_result r = classify_frame(*classifier_, c, name);
+        py::dict evidence;
         for (const kevra_scene_evidence& e : r.evidence) {
             py::dict h;
-            h["mains_frequency"] = e.mains_frequency;
             h["pairs"] = e.pairs;
             h["ripple"] = double(e.ripple);
             h["fit"] = double(e.fit);
             h["drift"] = double(e.drift);
             h["single_frame"] = double(e.single_frame);
             h["score"] = double(e.score);
-            evidence.append(h);
+            evidence[py::str(std::to_string(e.mains_frequency))] = h;
         }
         py::dict out;
-        out["scene_flicker"] = scene_answer(r.scene_flicker);
+        out["scene_flicker"] = scene_flicker_name(r.scene_flicker);
         out["confidence"] = double(r.confidence);
         out["ripple_period_us"] = double(r.ripple_period_us);
         out["frames"] = r.frames;

@@ -274,9 +274,8 @@ class SceneClassifier:
 
     process() adds one frame and returns the answer after it: scene_flicker
     ("none", "50", "60" or "unknown"), confidence, ripple_period_us, frames
-    and evidence (one dict per hypothesis, 50 Hz then 60 Hz). reset() forgets
-    every frame. Raises NotImplementedError when the library has no scene
-    classifier.
+    and evidence (a dict per hypothesis, keyed "50" and "60"). reset()
+    forgets every frame.
     """
 
     def __init__(self):

@@ -17,13 +17,6 @@ SEQUENCES = {
 
 
 @pytest.fixture(scope="module")
-def classify_tool(tool):
-    if not re.search(r"^\s+classify\b", run_tool(tool, "--help").stdout, re.M):
-        pytest.skip("kevra classify does not exist yet")
-    return tool
-
-
-@pytest.fixture(scope="module")
 def sequences(tmp_path_factory):
     d = tmp_path_factory.mktemp("sequences")
     out = {}
@@ -36,8 +29,8 @@ def sequences(tmp_path_factory):
 
 
 @pytest.mark.parametrize("name", SEQUENCES)
-def test_classify_matches_tool(classify_tool, sequences, name):
-    want = json_lines(run_tool(classify_tool, "classify", "--json", *sequences[name]).stdout)
+def test_classify_matches_tool(tool, sequences, name):
+    want = json_lines(run_tool(tool, "classify", "--json", *sequences[name]).stdout)
     got = kevra.classify(sequences[name])
     assert len(got) == len(want) == len(sequences[name])
     for g, w in zip(got, want):
@@ -54,7 +47,7 @@ def test_frame_forms_refusal_and_reset():
         assert answer == by_arrays.process(sum_stream=c.sum_stream, count_stream=c.count_stream,
                                            parameter=c.parameter, config=c.config, timestamp_ns=c.timestamp_ns)
     assert answer["scene_flicker"] in {"none", "50", "60", "unknown"} and answer["frames"] == len(frames)
-    assert [e["mains_frequency"] for e in answer["evidence"]] == [50, 60]
+    assert sorted(answer["evidence"]) == ["50", "60"]
     with pytest.raises(kevra.InputError, match="refused the frame"):
         by_capture.process(frames[-1])  # not after the previous frame
     by_capture.reset()
