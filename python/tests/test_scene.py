@@ -1,7 +1,5 @@
 # The scene answer through the module equals `kevra classify --json`, and a
 # frame reaches the classifier the same way as a capture or as arrays.
-import re
-
 import pytest
 
 import kevra
