@@ -12,12 +12,12 @@ scripts/install-deps.sh
 seconds=${1:-60}
 [ $# -gt 0 ] && shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(kevr_main confidence_index solver numeric_members capture_reader picture_stats)
+[ ${#targets[@]} -gt 0 ] || targets=(kevr_main confidence_index solver numeric_members scene capture_reader picture_stats)
 
 # Longest input per target: a 256-row run with both streams, the row data of a
 # long confidence call, the design rows of the least-squares step, a 256-row
 # capture's text, a small picture file.
-declare -A max_len=([kevr_main]=51200 [confidence_index]=65536 [solver]=8704 [numeric_members]=8192
+declare -A max_len=([kevr_main]=51200 [confidence_index]=65536 [solver]=8704 [numeric_members]=8192 [scene]=65536
                     [capture_reader]=131072 [picture_stats]=16384)
 # The tool's targets get at most this long in a short (CI-sized, up to a
 # minute) run; longer runs give every target the whole duration.
