@@ -35,6 +35,12 @@
 //                  remove_outliers_ver2, nan_check_v2_6_256, nan_check_v2_256_4,
 //                  local_flicker_detect or weight_compute (value mod 10)
 //   then the member's arguments; see numeric_members_target.cpp.
+//
+// scene_target:
+//   four frames, each: u8 null_pick (1 sum stream, 2 count stream, 3 result),
+//   i32 row_num (folded into -1..300), i32 lines_per_row (folded into -1..62),
+//   f32 exposure_time, f32 line_time, i64 step from the previous timestamp;
+//   the rest       stream words, cycled: each frame's sums, then its counts
 #ifndef KEVRA_FUZZ_TARGETS_H
 #define KEVRA_FUZZ_TARGETS_H
 
@@ -47,6 +53,7 @@ void kevr_main_target(const uint8_t* data, size_t size);
 void confidence_index_target(const uint8_t* data, size_t size);
 void solver_target(const uint8_t* data, size_t size);
 void numeric_members_target(const uint8_t* data, size_t size);
+void scene_target(const uint8_t* data, size_t size);
 
 // Stream words and row data are cycled: these cap the rows one input describes.
 constexpr int kConfidenceMaxRows = 1024;

@@ -145,7 +145,7 @@ Capture parse_capture(const std::string& text, const std::string& name, const st
     Json doc;
     try {
         doc = Json::parse(text);
-    } catch (const Json::parse_error& e) {
+    } catch (const Json::exception& e) {  // a syntax error, or a number beyond a double (out_of_range)
         r.fail("", std::string("not valid JSON (") + e.what() + ")");
     }
     if (!doc.is_object()) r.fail("", "expected a JSON object, got " + Reader::type_name(doc));

@@ -44,6 +44,9 @@ FrameStatistics frame_statistics(const Picture& picture, const StatisticsSetting
     const bool raw = picture.kind == PictureKind::Raw;
     if (raw && settings.bit_depth != 0)
         bad_setting("--bit-depth", "applies to processed pictures; " + file + " is raw and keeps its own values");
+    if (!raw && (settings.black_level || settings.white_level))
+        bad_setting(settings.black_level ? "--black-level" : "--white-level",
+                    "applies to raw pictures; " + file + " is processed");
     if (raw && picture.channels != 1) throw InputError(file, "", "a raw picture has one value per photosite");
     const std::array<int, 2> red =
         red_offset(!settings.bayer.empty() ? settings.bayer : !picture.cfa.empty() ? picture.cfa : "RGGB");
@@ -63,11 +66,13 @@ FrameStatistics frame_statistics(const Picture& picture, const StatisticsSetting
 
     // Integer pixel values: raw ones less the black level, processed ones at
     // the stated depth.
-    const double black = raw ? picture.black_level : 0.0;
-    const double white = raw ? picture.white_level : 1.0;
+    const double black = raw ? settings.black_level.value_or(picture.black_level) : 0.0;
+    const double white = raw ? settings.white_level.value_or(picture.white_level) : 1.0;
     const double raw_scale = raw ? std::round(white - black) : 0.0;
-    if (raw && !(raw_scale >= 1.0 && raw_scale <= 65535.0))
-        throw InputError(file, "white level", "expected 1..65535 above the black level");
+    if (raw && !(black >= 0.0 && raw_scale >= 1.0 && raw_scale <= 65535.0))
+        throw InputError(file, "white level",
+                         "expected 1..65535 above a black level >= 0 (black " + std::to_string(black) + ", white " +
+                             std::to_string(white) + ")");
     const uint32_t full_scale =
         raw ? uint32_t(raw_scale) : (uint32_t(1) << (settings.bit_depth > 0 ? settings.bit_depth : 10)) - 1;
     const double scale = raw ? 1.0 : double(full_scale);

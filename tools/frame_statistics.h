@@ -5,6 +5,7 @@
 #define KEVRA_TOOLS_FRAME_STATISTICS_H
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "capture.h"
@@ -21,6 +22,9 @@ struct StatisticsSettings {
     // "GBRG"; empty: the file's own pattern, else RGGB.
     std::string bayer;
     int bit_depth = 0;  // processed pictures' integer depth; 0: 10 bits
+    // A raw picture's levels, in place of the file's (a PGM or TIFF has none:
+    // black 0, white its largest code).
+    std::optional<double> black_level, white_level;
     int mains_frequency = 50;
 };
 

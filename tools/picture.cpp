@@ -65,8 +65,12 @@ Picture decode_picture(const std::string& bytes, const std::string& name, uint64
     if (starts_with(bytes, "\x89PNG\r\n\x1a\n", 8)) return decode_png(bytes, name, max_pixels);
     if (starts_with(bytes, "\xFF\xD8\xFF", 3)) return decode_jpeg(bytes, name, max_pixels);
     if (starts_with(bytes, "II*\0", 4) || starts_with(bytes, "MM\0*", 4)) return decode_tiff(bytes, name, max_pixels);
-    if (bytes.size() >= 2 && bytes[0] == 'P' && bytes[1] >= '1' && bytes[1] <= '7')
+    // Grey and colour maps, plain or raw. libnetpbm leaks when it refuses a
+    // PAM header, and bitmaps hold no light levels, so neither is taken.
+    if (bytes.size() >= 2 && bytes[0] == 'P' && (bytes[1] == '2' || bytes[1] == '3' || bytes[1] == '5' || bytes[1] == '6'))
         return decode_pnm(bytes, name, max_pixels);
+    if (bytes.size() >= 2 && bytes[0] == 'P' && (bytes[1] == '1' || bytes[1] == '4' || bytes[1] == '7'))
+        throw InputError(name, "", "unsupported Netpbm format (PBM bitmap or PAM); expected PGM or PPM");
     if (bytes.empty()) throw InputError(name, "", "empty file");
     throw InputError(name, "", "not a picture this tool reads (PNG, JPEG, PGM/PPM, TIFF or DNG)");
 }

@@ -14,6 +14,8 @@ enum class PictureKind {
     Processed,  // sRGB-encoded PNG/JPEG/8-bit PGM/PPM/TIFF: decoded to linear light
     Raw,        // sensor values (16-bit PGM/TIFF mosaic, DNG): linear already, one value per photosite
 };
+// As scene content a raw picture is linear grey: (value - black_level) /
+// (white_level - black_level), its mosaic not undone.
 
 struct Picture {
     std::string path;          // for messages

@@ -1,4 +1,4 @@
-// PGM, PPM (and PBM, PAM) through libnetpbm. Its errors longjmp back to
+// PGM and PPM through libnetpbm. Its errors longjmp back to
 // decode_pnm through a jump buffer the library keeps globally, so one picture
 // is decoded at a time, and everything decode_pnm changes after its setjmp
 // lives in a struct the library can reach.
@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <csetjmp>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
@@ -70,12 +71,10 @@ Picture decode_pnm(const std::string& bytes, const std::string& name, uint64_t m
     } restore{saved};
     if (setjmp(jump)) throw InputError(name, "", std::string("corrupt PGM/PPM: ") + pnm_message);
     struct pam& header = state.header;
-    pnm_readpaminit(state.file, &header, PAM_STRUCT_SIZE(tuple_type));
+    // PAM_STRUCT_SIZE computes this through a null pointer, which UBSan rightly refuses.
+    pnm_readpaminit(state.file, &header, int(offsetof(struct pam, tuple_type) + sizeof header.tuple_type));
     check_size(name, unsigned(header.width), unsigned(header.height), max_pixels);
-    // Grey or RGB, each maybe with alpha, which is dropped.
     const unsigned channels = header.depth >= 3 ? 3 : 1;
-    if (header.depth > 4)
-        throw InputError(name, "", "unsupported PAM of " + std::to_string(header.depth) + " planes");
     const unsigned maxval = unsigned(header.maxval);
     picture.width = header.width;
     picture.height = header.height;

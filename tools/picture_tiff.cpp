@@ -125,10 +125,11 @@ Picture decode_tiff(const std::string& bytes, const std::string& name, uint64_t 
         TIFFGetFieldDefaulted(tiff.get(), TIFFTAG_MAXSAMPLEVALUE, &white);
         picture.white_level = white > 0 ? white : 0xFFFF;
     }
-    picture.pixels.resize(size_t(width) * height * size_t(picture.channels));
 
     // The file's pieces are strips (whole rows) or tiles; either is a
-    // rectangle of pixels, decoded into one buffer and copied out.
+    // rectangle of pixels, decoded into one buffer and copied out. The
+    // picture grows a band of rows at a time, so a file that claims a large
+    // picture and ends early fails before it costs the memory.
     const bool tiled = TIFFIsTiled(tiff.get()) != 0;
     uint32_t piece_width = width, piece_height = 0;
     if (tiled) {
@@ -146,9 +147,10 @@ Picture decode_tiff(const std::string& bytes, const std::string& name, uint64_t 
         throw fail("corrupt TIFF: strip or tile size");
     std::vector<uint8_t> piece(static_cast<size_t>(piece_size));
     const int channels = picture.channels;
-    for (uint32_t y0 = 0; y0 < height; y0 += piece_height)
+    for (uint32_t y0 = 0; y0 < height; y0 += piece_height) {
+        const uint32_t rows = std::min(piece_height, height - y0);
+        picture.pixels.resize(size_t(y0 + rows) * width * size_t(channels));
         for (uint32_t x0 = 0; x0 < width; x0 += piece_width) {
-            const uint32_t rows = std::min(piece_height, height - y0);
             const uint32_t columns = std::min(piece_width, width - x0);
             const tmsize_t got =
                 tiled ? TIFFReadEncodedTile(tiff.get(), TIFFComputeTile(tiff.get(), x0, y0, 0, 0), piece.data(),
@@ -173,6 +175,7 @@ Picture decode_tiff(const std::string& bytes, const std::string& name, uint64_t 
                     }
             }
         }
+    }
 
     // The exposure time, where the file has an EXIF directory that gives it.
     toff_t exif = 0;

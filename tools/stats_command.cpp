@@ -120,6 +120,9 @@ StatsCommand::StatsCommand(CLI::App& app) : options_(std::make_unique<StatsOptio
     c.add_option("--bayer", s.bayer, "Colour of a raw mosaic's first 2 x 2 photosites (default: the file's, or RGGB)")
         ->check(CLI::IsMember({"RGGB", "BGGR", "GRBG", "GBRG"}));
     c.add_option("--bit-depth", s.bit_depth, "Bits per pixel value of a processed picture (default 10)");
+    c.add_option("--black-level", s.black_level, "A raw picture's black level (default: the file's, else 0)");
+    c.add_option("--white-level", s.white_level,
+                 "A raw picture's largest value (default: the file's, else its largest code)");
     c.add_option("--mains", s.mains_frequency, "Mains frequency the detector is tuned for, 50 or 60")
         ->capture_default_str();
 }

@@ -19,7 +19,7 @@ constexpr int64_t kPhaseCycleNs = 100000000;
 // Frames further apart than this are not compared: the grid's frequency
 // wanders by a few tenths of a percent, which moves the ripple's phase by a
 // tenth of a period within a quarter second.
-constexpr int64_t kLongestPairNs = 250000000;
+constexpr uint64_t kLongestPairNs = 250000000;
 // |G| of a pair relative to the larger exposure's sinc: 2 sin(pi x) for a
 // ripple that moved x of a period, 0.25 at x = 0.04.
 constexpr double kInformative = 0.25;
@@ -90,6 +90,11 @@ void remove_quadratic_trend(const double* v, int n, double* out) {
     }
 }
 
+// Time from one timestamp to a later one. Any two int64 timestamps are less
+// than 2^64 apart, so the unsigned difference is exact where a signed one
+// could overflow.
+uint64_t interval_ns(int64_t earlier, int64_t later) { return uint64_t(later) - uint64_t(earlier); }
+
 float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line_time) {
     int64_t r = timestamp_ns % kPhaseCycleNs;
     if (r < 0) r += kPhaseCycleNs;
@@ -120,7 +125,7 @@ void SceneClassifier::Reset() {
 
 bool SceneClassifier::pairs_with_previous(const FrameTiming& now) const {
     return has_previous_ && now.row_num == previous_.row_num && now.lines_per_row == previous_.lines_per_row &&
-           now.line_time == previous_.line_time && now.timestamp_ns - previous_.timestamp_ns <= kLongestPairNs;
+           now.line_time == previous_.line_time && interval_ns(previous_.timestamp_ns, now.timestamp_ns) <= kLongestPairNs;
 }
 
 int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scene_result* result) {
@@ -173,7 +178,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
             const SignalFit change = fit_signal(*detector_, kMains[h], timing, change_, buffers);
             if (change.valid) {
                 const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
-                const double shift_us = double(now.timestamp_ns - previous_.timestamp_ns) * 1e-3 +
+                const double shift_us = double(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) * 1e-3 +
                                         0.5 * (double(now.exposure_time) - double(previous_.exposure_time));
                 const SinCos turn = scene_sincos(-rate * shift_us);
                 PairMeasure pair;

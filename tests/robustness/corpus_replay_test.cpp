@@ -47,7 +47,8 @@ INSTANTIATE_TEST_SUITE_P(Fuzz, CorpusReplay,
                          ::testing::Values(Target{"kevr_main", kevra_fuzz::kevr_main_target},
                                            Target{"confidence_index", kevra_fuzz::confidence_index_target},
                                            Target{"solver", kevra_fuzz::solver_target},
-                                           Target{"numeric_members", kevra_fuzz::numeric_members_target}),
+                                           Target{"numeric_members", kevra_fuzz::numeric_members_target},
+                                           Target{"scene", kevra_fuzz::scene_target}),
                          [](const ::testing::TestParamInfo<Target>& p) { return std::string(p.param.name); });
 
 }  // namespace

@@ -3,6 +3,7 @@
 #ifndef KEVRA_TESTS_TOOLS_PICTURE_FILES_H
 #define KEVRA_TESTS_TOOLS_PICTURE_FILES_H
 
+#include <cstddef>
 #include <cstdio>  // jpeglib.h needs FILE first
 #include <cstdlib>
 #include <string>
@@ -22,7 +23,7 @@ inline std::string pnm_file(int width, int height, int channels, unsigned maxval
     std::FILE* file = open_memstream(&data, &size);
     struct pam pam {};
     pam.size = sizeof pam;
-    pam.len = PAM_STRUCT_SIZE(tuple_type);
+    pam.len = unsigned(offsetof(struct pam, tuple_type) + sizeof pam.tuple_type);
     pam.file = file;
     pam.format = channels == 1 ? RPGM_FORMAT : RPPM_FORMAT;
     pam.width = width;
