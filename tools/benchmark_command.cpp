@@ -1,5 +1,6 @@
 #include "benchmark_command.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -21,7 +22,12 @@ std::string sequence_id(int index) {
 SequenceRecord sequence_record(const SequenceSpec& spec, const std::vector<SynthFrame>& frames) {
     SequenceRecord r;
     r.id = sequence_id(spec.index);
-    r.label = label_for(frames.back().visible_ripple, spec.mains);
+    // Any frame that shows the ripple makes the sequence a flickering one: once
+    // auto-exposure has moved to whole ripple periods the lamp is still there,
+    // and the answer must keep naming it for the exposure to stay there.
+    double visible = 0.0;
+    for (const SynthFrame& f : frames) visible = std::max(visible, f.visible_ripple);
+    r.label = label_for(visible, spec.mains);
     r.lamp = spec.lamp;
     r.mains = spec.mains;
     r.drift_hz = spec.drift_hz;
@@ -35,7 +41,7 @@ SequenceRecord sequence_record(const SequenceSpec& spec, const std::vector<Synth
     r.ripple_shift = ripple_shift(1.0 / spec.fps, spec.mains + spec.drift_hz);
     r.motion_lines = spec.motion_lines;
     r.daylight = spec.daylight;
-    r.visible_ripple = frames.back().visible_ripple;
+    r.visible_ripple = visible;
     for (size_t k = 0; k < frames.size(); ++k) {
         r.frame_ripple.push_back(frames[k].visible_ripple);
         r.frames.push_back(r.id + "/f" + std::to_string(k + 1) + ".json");

@@ -27,7 +27,7 @@ struct SequenceRecord {
     double ripple_shift = 0.0;      // between consecutive frames, fraction of a period, 0..0.5
     double motion_lines = 0.0;
     double daylight = 0.0;
-    double visible_ripple = 0.0;    // of the last frame
+    double visible_ripple = 0.0;    // the largest of its frames'
     std::vector<double> frame_ripple;
     std::vector<std::string> frames;  // capture paths, relative to the manifest's directory
 

@@ -41,11 +41,7 @@ std::optional<LibraryTuning> read_tuning(const std::string& path) {
 }  // namespace
 
 std::vector<std::string> eval_method_names() {
-    std::vector<std::string> names = {"kevra-frame", "kevra-frame-majority"};
-    if (make_scene_method()) names.push_back("kevra-scene");
-    names.push_back("row-dft");
-    names.push_back("frame-ratio");
-    return names;
+    return {"kevra-frame", "kevra-frame-majority", "kevra-scene", "row-dft", "frame-ratio"};
 }
 
 EvalResult evaluate(const EvalOptions& o, std::ostream& err, bool progress_wanted) {

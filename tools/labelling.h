@@ -15,8 +15,8 @@ constexpr double kVisibilityLimit = 0.015;
 // Ripples within this factor of the limit either way are left out of scores.
 constexpr double kAmbiguityFactor = 1.5;
 
-// The label of a sequence from the visible ripple of its last frame (the frame
-// the answer is given after) and the mains frequency of its lamp.
+// The label of a sequence from the largest visible ripple of its frames and the
+// mains frequency of its lamp.
 Truth label_for(double visible_ripple, int mains_frequency);
 
 // How far the ripple moves against the rows from one frame to the next: the

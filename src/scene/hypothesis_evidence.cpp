@@ -36,6 +36,7 @@ HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single) const
         if (j < 0) continue;
         const PairMeasure& p = pairs_[j];
         s.change_power += p.power;
+        s.camera_moved = s.camera_moved || p.camera_moved;
         ++all;
         if (!p.informative) continue;
         ++s.pairs;

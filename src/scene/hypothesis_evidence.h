@@ -26,6 +26,7 @@ struct PairMeasure {
     double shift;     // ripple shift against the rows, fraction of a period folded to 0..0.5
     double sinc;      // the larger |s(E)| of the two frames
     double power;     // of the change's fitted harmonics: sum A_h^2 / 2
+    bool camera_moved;  // the earlier profile was shifted to follow the picture
     // The ripple moved enough between the two frames for the pair to tell
     // ripple from picture; a pair in which it stood still predicts no change.
     bool informative;
@@ -40,6 +41,7 @@ struct HypothesisSummary {
     double shift = 0.0;         // of the latest pair
     double single_frame = 0.0;  // ripple-frequency content of the latest frame alone, peak to peak
     double change_power = 0.0;  // mean power of the changes' fitted harmonics over the pairs
+    bool camera_moved = false;  // in any of the pairs
 };
 
 // The last KEVRA_SCENE_HISTORY - 1 pairs of one hypothesis.

@@ -5,6 +5,7 @@
 
 #include "scene/hypothesis_fit.h"
 #include "scene/row_profile.h"
+#include "scene/row_shift.h"
 #include "scene/scene_math.h"
 
 namespace kevra_scene {
@@ -23,6 +24,10 @@ constexpr uint64_t kLongestPairNs = 250000000;
 // |G| of a pair relative to the larger exposure's sinc: 2 sin(pi x) for a
 // ripple that moved x of a period, 0.25 at x = 0.04.
 constexpr double kInformative = 0.25;
+// With the camera moving, part of that shift comes from following the
+// picture, and what the picture leaves behind turns by the same amount per
+// frame: it must turn far enough (0.08 of a period) to be told from a lamp.
+constexpr double kInformativeMoving = 0.5;
 // Fewer rows than this cannot separate an offset and three harmonics.
 constexpr int32_t kFewestRows = 16;
 // Floor of the per-row noise of a log change (0.01 %), so that a perfectly
@@ -151,9 +156,13 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     remove_quadratic_trend(profile, rows, frame_);
     double change_variance = 0.0;
     int change_rows = 0;
+    double camera_shift = 0.0;  // rows the picture moved down since the previous frame
     if (paired) {
         const double* before = profile_[latest_];
-        for (int r = 0; r < rows; ++r) change_[r] = profile[r] - before[r];
+        const double row_time = double(now.line_time) * double(now.lines_per_row);
+        const double rates[2] = {ripple_rate(kMains[0]) * row_time, ripple_rate(kMains[1]) * row_time};
+        camera_shift = estimate_row_shift(profile, before, rows, rates);
+        shifted_change(profile, before, rows, camera_shift, change_);
         double change_mean = 0.0;
         moments(change_, rows, change_mean, change_variance, change_rows);
     }
@@ -178,8 +187,11 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
             const SignalFit change = fit_signal(*detector_, kMains[h], timing, change_, buffers);
             if (change.valid) {
                 const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
+                // The earlier row the change compares with was exposed camera_shift
+                // rows earlier still.
                 const double shift_us = double(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) * 1e-3 +
-                                        0.5 * (double(now.exposure_time) - double(previous_.exposure_time));
+                                        0.5 * (double(now.exposure_time) - double(previous_.exposure_time)) +
+                                        camera_shift * double(now.line_time) * double(now.lines_per_row);
                 const SinCos turn = scene_sincos(-rate * shift_us);
                 PairMeasure pair;
                 pair.q = change.fundamental;
@@ -189,8 +201,10 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
                 pair.variance = 4.0 * row_noise / double(change_rows);
                 pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
                 pair.power = change.power;
+                pair.camera_moved = camera_shift != 0.0;
                 pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
-                pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >= kInformative * pair.sinc;
+                pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
+                                   (pair.camera_moved ? kInformativeMoving : kInformative) * pair.sinc;
                 evidence_[h].add(pair);
             }
         }

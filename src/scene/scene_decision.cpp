@@ -10,6 +10,10 @@ namespace {
 
 constexpr double kDetectChiSquare = 25.0;  // the fitted ripple against pair noise: five standard errors
 constexpr double kDetectFit = 0.6;         // share of the pairs' change that one lamp phase explains
+// Two phasors of random phase share 60 % of their energy four times in ten;
+// 85 % about once in four, and with twice the chi-square that is rare.
+constexpr double kTwoPairFit = 0.85;
+constexpr double kMovingFit = 0.8;
 constexpr double kPreferRatio = 2.0;       // both hypotheses fit: one must explain twice as much
 // One pair fits any phasor exactly, so alone it must be far stronger (an
 // exposure change in front of a standing ripple gives no more than that).
@@ -19,8 +23,12 @@ constexpr double kSinglePairChiSquare = 100.0;
 
 bool supports_flicker(const HypothesisSummary& s) {
     if (s.ripple < kVisibleRipple) return false;
+    // A moving picture never cancels exactly (the rows average lines that
+    // moved by fractions of a row): more pairs must agree more closely.
+    if (s.camera_moved) return s.pairs >= 3 && s.explained >= kDetectChiSquare && s.fit >= kMovingFit;
     if (s.pairs == 1) return s.explained >= kSinglePairChiSquare;
-    return s.pairs >= 2 && s.explained >= kDetectChiSquare && s.fit >= kDetectFit;
+    if (s.pairs == 2) return s.explained >= 2.0 * kDetectChiSquare && s.fit >= kTwoPairFit;
+    return s.pairs >= 3 && s.explained >= kDetectChiSquare && s.fit >= kDetectFit;
 }
 
 double flicker_strength(const HypothesisSummary& s) { return s.explained * s.fit; }

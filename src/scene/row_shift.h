@@ -1,0 +1,30 @@
+// Camera motion between two frames, seen as a shift of the picture down the
+// rows. The ripple stays with absolute time while the picture moves with the
+// camera, so the change between frames is only free of the picture once the
+// earlier profile is moved along with it.
+#ifndef KEVRA_SCENE_ROW_SHIFT_H
+#define KEVRA_SCENE_ROW_SHIFT_H
+
+namespace kevra_scene {
+
+// Largest camera motion looked for, in statistic rows per frame.
+constexpr double kLargestRowShift = 5.0;
+// Below a row the change between frames holds less of the picture than a
+// shifted, interpolated profile would add back: such motion is left alone.
+constexpr double kSmallestRowShift = 1.0;
+
+// The shift s (rows, a multiple of 1/8) that best matches now[r] with
+// before[r - s]: least squares of the difference once an offset and the
+// fundamentals of both ripples (rates in radians per row) are taken out, so
+// that a ripple's own change between the frames is never taken for motion.
+// 0 unless the best shift halves the mismatch of none and is at least
+// kSmallestRowShift. NaN rows are left out.
+double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2]);
+
+// out[r] = now[r] - before[r - shift], the earlier profile linearly
+// interpolated; NaN where r - shift falls outside the rows or on a NaN row.
+void shifted_change(const double* now, const double* before, int rows, double shift, double* out);
+
+}  // namespace kevra_scene
+
+#endif  // KEVRA_SCENE_ROW_SHIFT_H
