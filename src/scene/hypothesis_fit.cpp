@@ -12,13 +12,13 @@ namespace kevra_scene {
 namespace {
 
 constexpr int kSignalChannel = 1;
-constexpr int kCopyChannel = 2;
-constexpr int kFlatChannels[2] = {0, 3};
+// Flat, and started with no harmonics: their fits stop after one iteration.
+constexpr int kFlatChannels[3] = {0, 2, 3};
 
 // Plain row means, no weighting; levels are used as encoded (frame_ratio 1).
-// Started from the least-squares solution the fit needs two or three
-// iterations; the limit bounds a harmonic that is only noise, whose phase can
-// wander.
+// Started from the least-squares solution the fit has converged after two or
+// three iterations; the limit of six bounds a harmonic that is only noise,
+// whose phase can wander without changing the fundamental.
 kevra_config scene_config(int32_t mains_frequency, int32_t lines_per_row, const HarmonicModel& start) {
     kevra_config c;
     std::memset(&c, 0, sizeof c);
@@ -36,12 +36,10 @@ kevra_config scene_config(int32_t mains_frequency, int32_t lines_per_row, const 
     c.weight_base_x10 = 20;
     c.weight_exponent_x10 = 10;
     c.use_initial_values = 1;
-    for (int ch : {kSignalChannel, kCopyChannel}) {
-        c.init_offset[ch] = float(kDerivedLevelBase + start.offset);
-        c.init_amplitude1[ch] = float(start.amplitude[0]);
-        c.init_amplitude2[ch] = float(start.amplitude[1]);
-        c.init_amplitude3[ch] = float(start.amplitude[2]);
-    }
+    c.init_offset[kSignalChannel] = float(kDerivedLevelBase + start.offset);
+    c.init_amplitude1[kSignalChannel] = float(start.amplitude[0]);
+    c.init_amplitude2[kSignalChannel] = float(start.amplitude[1]);
+    c.init_amplitude3[kSignalChannel] = float(start.amplitude[2]);
     for (int ch : kFlatChannels) c.init_offset[ch] = float(kDerivedLevelBase);
     c.init_phase1[kSignalChannel] = float(start.phase[0]);
     c.init_phase2[kSignalChannel] = float(start.phase[1]);
@@ -80,7 +78,6 @@ SignalFit fit_signal(QORKEVRA& detector, int32_t mains_frequency, const FitTimin
     std::memset(buffers.sum_stream, 0, sizeof(uint32_t) * 24 * size_t(rows));
     std::memset(buffers.count_stream, 0, sizeof(uint32_t) * 24 * size_t(rows));
     encode_channel(buffers.sum_stream, buffers.count_stream, rows, kSignalChannel, signal);
-    encode_channel(buffers.sum_stream, buffers.count_stream, rows, kCopyChannel, signal);
     for (int ch : kFlatChannels) encode_flat_channel(buffers.sum_stream, buffers.count_stream, rows, ch);
 
     float start_time = timing.start_time;

@@ -32,9 +32,9 @@ struct FitBuffers {
     float* level;
 };
 
-// Hands the signal to KevrMain as channel 1 of derived streams (channel 2 a
-// copy, channels 0 and 3 flat, so that they cost one iteration each), starting
-// the fit from the signal's least-squares solution, and reads channel 1's fit.
+// Hands the signal to KevrMain as channel 1 of derived streams (the other
+// channels flat, so that they cost one iteration each), starting the fit from
+// the signal's least-squares solution, and reads channel 1's fit.
 SignalFit fit_signal(QORKEVRA& detector, int32_t mains_frequency, const FitTiming& timing, const double* signal,
                      const FitBuffers& buffers);
 

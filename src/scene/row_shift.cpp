@@ -1,6 +1,7 @@
 #include "scene/row_shift.h"
 
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 
 #include "kevra.h"
@@ -10,10 +11,10 @@ namespace kevra_scene {
 
 namespace {
 
-constexpr int kStepsPerRow = 8;
-constexpr int kBasis = 5;  // 1, cos and sin of both ripples
+constexpr int kBasis = kShiftBasis;
+constexpr int kPairs = kBasis * (kBasis + 1) / 2;
 
-double at(const double* v, int rows, double x) {
+double interpolated(const double* v, int rows, double x) {
     if (!(x >= 0.0) || x > double(rows - 1)) return std::numeric_limits<double>::quiet_NaN();
     const int i = int(x);
     if (i == rows - 1) return v[i];
@@ -21,33 +22,60 @@ double at(const double* v, int rows, double x) {
     return v[i] + f * (v[i + 1] - v[i]);
 }
 
-struct Basis {
-    double value[kBasis][KEVRA_MAX_ROWS];
-};
-
-// Energy of d left after its least-squares fit by the basis, over the rows
-// where d is a number, per row; infinite with too few rows.
-double residual_energy(const double* d, int rows, const Basis& basis) {
-    double gram[kBasis][kBasis] = {}, b[kBasis] = {}, energy = 0.0;
-    int n = 0;
+void prepare(RowShiftWork& m, const double* now, int rows, const double (&rates)[2]) {
+    SinCos at_row[2] = {{0.0, 1.0}, {0.0, 1.0}}, turn[2];
+    for (int h = 0; h < 2; ++h) turn[h] = scene_sincos(rates[h]);
+    for (int i = 0; i < kPairs; ++i) m.gram[i][0] = 0.0;
+    for (int i = 0; i < kBasis; ++i) m.now_basis[i][0] = 0.0;
+    m.now_squares[0] = 0.0;
     for (int r = 0; r < rows; ++r) {
-        if (d[r] != d[r]) continue;
-        ++n;
-        energy += d[r] * d[r];
-        for (int i = 0; i < kBasis; ++i) {
-            b[i] += basis.value[i][r] * d[r];
-            for (int j = i; j < kBasis; ++j) gram[i][j] += basis.value[i][r] * basis.value[j][r];
+        m.basis[0][r] = 1.0;
+        for (int h = 0; h < 2; ++h) {
+            m.basis[1 + 2 * h][r] = at_row[h].cos;
+            m.basis[2 + 2 * h][r] = at_row[h].sin;
+            at_row[h] = {at_row[h].sin * turn[h].cos + at_row[h].cos * turn[h].sin,
+                         at_row[h].cos * turn[h].cos - at_row[h].sin * turn[h].sin};
         }
+        for (int i = 0, k = 0; i < kBasis; ++i) {
+            m.now_basis[i][r + 1] = m.now_basis[i][r] + m.basis[i][r] * now[r];
+            for (int j = i; j < kBasis; ++j, ++k) m.gram[k][r + 1] = m.gram[k][r] + m.basis[i][r] * m.basis[j][r];
+        }
+        m.now_squares[r + 1] = m.now_squares[r] + now[r] * now[r];
     }
+}
+
+// Energy per row of now[r] - before[r - shift] left after its least-squares
+// fit by the basis, over the rows where before[r - shift] exists.
+double mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
+    const int lo = shift > 0.0 ? int(std::ceil(shift)) : 0;
+    const int hi = shift < 0.0 ? int(std::floor(double(rows - 1) + shift)) : rows - 1;  // inclusive
+    const int n = hi - lo + 1;
     if (n < rows / 2) return HUGE_VAL;
-    // Cholesky: energy minus b' G^-1 b.
+    // before[r - shift] = before[r - whole] + part * (before[r - whole + 1] - before[r - whole]);
+    // within lo..hi both indices are rows, the second only read when part > 0.
+    const int whole = int(std::ceil(shift));
+    const double part = double(whole) - shift;
+    double b[kBasis], cross = 0.0, before_squares = 0.0;
+    for (int i = 0; i < kBasis; ++i) b[i] = m.now_basis[i][hi + 1] - m.now_basis[i][lo];
+    for (int r = lo; r <= hi; ++r) {
+        const double* q = before + (r - whole);
+        const double p = part > 0.0 ? q[0] + part * (q[1] - q[0]) : q[0];
+        cross += now[r] * p;
+        before_squares += p * p;
+        for (int i = 0; i < kBasis; ++i) b[i] -= m.basis[i][r] * p;
+    }
+    double energy = (m.now_squares[hi + 1] - m.now_squares[lo]) - 2.0 * cross + before_squares;
+    // Less the fitted part, b' G^-1 b, by Cholesky.
+    double g[kBasis][kBasis];
+    for (int i = 0, k = 0; i < kBasis; ++i)
+        for (int j = i; j < kBasis; ++j, ++k) g[i][j] = g[j][i] = m.gram[k][hi + 1] - m.gram[k][lo];
     double l[kBasis][kBasis] = {}, y[kBasis] = {};
     for (int i = 0; i < kBasis; ++i) {
         for (int j = 0; j <= i; ++j) {
-            double s = gram[j][i];
+            double s = g[i][j];
             for (int k = 0; k < j; ++k) s -= l[i][k] * l[j][k];
             if (i == j) {
-                if (!(s > 1e-12 * double(n))) return energy / double(n);
+                if (!(s > 1e-9 * double(n))) return energy / double(n);
                 l[i][i] = std::sqrt(s);
             } else {
                 l[i][j] = s / l[j][j];
@@ -61,49 +89,43 @@ double residual_energy(const double* d, int rows, const Basis& basis) {
     return energy / double(n);
 }
 
-double mismatch(const double* now, const double* before, int rows, double shift, const Basis& basis) {
-    double d[KEVRA_MAX_ROWS];
-    shifted_change(now, before, rows, shift, d);
-    return residual_energy(d, rows, basis);
+bool complete(const double* v, int rows) {
+    for (int r = 0; r < rows; ++r)
+        if (v[r] != v[r]) return false;
+    return true;
 }
 
 }  // namespace
 
-double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2]) {
-    Basis basis;
-    for (int r = 0; r < rows; ++r) {
-        basis.value[0][r] = 1.0;
-        for (int h = 0; h < 2; ++h) {
-            const SinCos sc = scene_sincos(ripple_rates[h] * double(r));
-            basis.value[1 + 2 * h][r] = sc.cos;
-            basis.value[2 + 2 * h][r] = sc.sin;
-        }
-    }
-    const double still = mismatch(now, before, rows, 0.0, basis);
-    // Whole rows first, then eighths around the best.
-    double best = still, shift = 0.0;
-    for (int k = -int(kLargestRowShift); k <= int(kLargestRowShift); ++k) {
-        const double m = mismatch(now, before, rows, double(k), basis);
-        if (m < best) {
-            best = m;
-            shift = double(k);
-        }
-    }
-    const double coarse = shift;
-    for (int k = -kStepsPerRow + 1; k < kStepsPerRow; ++k) {
-        const double s = coarse + double(k) / kStepsPerRow;
-        if (k == 0 || s < -kLargestRowShift || s > kLargestRowShift) continue;
-        const double m = mismatch(now, before, rows, s, basis);
-        if (m < best) {
-            best = m;
+double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
+                          RowShiftWork& m) {
+    // Rows without data would break the running sums; such frames are rare
+    // enough to be left unshifted.
+    if (rows < 2 || !complete(now, rows) || !complete(before, rows)) return 0.0;
+    prepare(m, now, rows, ripple_rates);
+    // Whole rows first, then quarters and eighths around the best.
+    double best = HUGE_VAL, shift = 0.0;
+    auto consider = [&](double s) {
+        if (s < -kLargestRowShift || s > kLargestRowShift) return;
+        const double e = mismatch(m, now, before, rows, s);
+        if (e < best) {
+            best = e;
             shift = s;
         }
+    };
+    for (int k = -int(kLargestRowShift); k <= int(kLargestRowShift); ++k) consider(double(k));
+    const double still = mismatch(m, now, before, rows, 0.0);
+    for (const double step : {0.25, 0.125}) {
+        const double centre = shift;
+        const int reach = step == 0.25 ? 3 : 1;
+        for (int k = -reach; k <= reach; ++k)
+            if (k != 0) consider(centre + double(k) * step);
     }
     return best < 0.5 * still && std::fabs(shift) >= kSmallestRowShift ? shift : 0.0;
 }
 
 void shifted_change(const double* now, const double* before, int rows, double shift, double* out) {
-    for (int r = 0; r < rows; ++r) out[r] = now[r] - at(before, rows, double(r) - shift);
+    for (int r = 0; r < rows; ++r) out[r] = now[r] - interpolated(before, rows, double(r) - shift);
 }
 
 }  // namespace kevra_scene

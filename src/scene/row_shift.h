@@ -5,6 +5,8 @@
 #ifndef KEVRA_SCENE_ROW_SHIFT_H
 #define KEVRA_SCENE_ROW_SHIFT_H
 
+#include "kevra.h"
+
 namespace kevra_scene {
 
 // Largest camera motion looked for, in statistic rows per frame.
@@ -13,13 +15,27 @@ constexpr double kLargestRowShift = 5.0;
 // shifted, interpolated profile would add back: such motion is left alone.
 constexpr double kSmallestRowShift = 1.0;
 
+constexpr int kShiftBasis = 5;  // an offset, cos and sin of both ripples
+
+// Scratch of the search, kept by the caller (some 50 kB: not for the stack):
+// the basis per row and running sums over the rows of the basis products and
+// of the later profile against the basis and itself, so that any stretch of
+// rows costs two look-ups.
+struct RowShiftWork {
+    double basis[kShiftBasis][KEVRA_MAX_ROWS];
+    double gram[kShiftBasis * (kShiftBasis + 1) / 2][KEVRA_MAX_ROWS + 1];
+    double now_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
+    double now_squares[KEVRA_MAX_ROWS + 1];
+};
+
 // The shift s (rows, a multiple of 1/8) that best matches now[r] with
 // before[r - s]: least squares of the difference once an offset and the
 // fundamentals of both ripples (rates in radians per row) are taken out, so
 // that a ripple's own change between the frames is never taken for motion.
 // 0 unless the best shift halves the mismatch of none and is at least
-// kSmallestRowShift. NaN rows are left out.
-double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2]);
+// kSmallestRowShift. Frames with rows without data are not searched (0).
+double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
+                          RowShiftWork& work);
 
 // out[r] = now[r] - before[r - shift], the earlier profile linearly
 // interpolated; NaN where r - shift falls outside the rows or on a NaN row.

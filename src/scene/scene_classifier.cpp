@@ -161,7 +161,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         const double* before = profile_[latest_];
         const double row_time = double(now.line_time) * double(now.lines_per_row);
         const double rates[2] = {ripple_rate(kMains[0]) * row_time, ripple_rate(kMains[1]) * row_time};
-        camera_shift = estimate_row_shift(profile, before, rows, rates);
+        camera_shift = estimate_row_shift(profile, before, rows, rates, shift_work_);
         shifted_change(profile, before, rows, camera_shift, change_);
         double change_mean = 0.0;
         moments(change_, rows, change_mean, change_variance, change_rows);

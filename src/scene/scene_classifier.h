@@ -7,6 +7,7 @@
 #include "kevra.h"
 #include "kevra_scene.h"
 #include "scene/hypothesis_evidence.h"
+#include "scene/row_shift.h"
 #include "scene/scene_decision.h"
 
 namespace kevra_scene {
@@ -51,6 +52,7 @@ private:
     uint32_t unpacked_sum_[KEVRA_MAX_ROWS * 24];
     uint32_t unpacked_count_[KEVRA_MAX_ROWS * 24];
     float unpacked_level_[KEVRA_MAX_ROWS * 24];
+    RowShiftWork shift_work_;
 };
 
 }  // namespace kevra_scene
