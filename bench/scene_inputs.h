@@ -20,7 +20,7 @@ struct SceneInputs {
     long next = 0;
 
     SceneInputs() {
-        kevra_test::SequenceSpec s;
+        kevra_test::SequencePlan s;
         s.ripple[0] = 0.1;
         s.picture = kevra_test::Picture::WindowOverDesk;
         s.rows = 256;

@@ -19,28 +19,28 @@ std::string sequence_id(int index) {
 
 }  // namespace
 
-SequenceRecord sequence_record(const SequenceSpec& spec, const std::vector<SynthFrame>& frames) {
+SequenceRecord sequence_record(const SequencePlan& plan, const std::vector<SynthFrame>& frames) {
     SequenceRecord r;
-    r.id = sequence_id(spec.index);
+    r.id = sequence_id(plan.index);
     // Any frame that shows the ripple makes the sequence a flickering one: once
     // auto-exposure has moved to whole ripple periods the lamp is still there,
     // and the answer must keep naming it for the exposure to stay there.
     double visible = 0.0;
     for (const SynthFrame& f : frames) visible = std::max(visible, f.visible_ripple);
-    r.label = label_for(visible, spec.mains);
-    r.lamp = spec.lamp;
-    r.mains = spec.mains;
-    r.drift_hz = spec.drift_hz;
-    r.picture = spec.picture;
-    r.brightness = spec.brightness;
-    r.level = spec.level;
-    r.exposure_us = spec.exposure_us;
+    r.label = label_for(visible, plan.mains);
+    r.lamp = plan.lamp;
+    r.mains = plan.mains;
+    r.drift_hz = plan.drift_hz;
+    r.picture = plan.picture;
+    r.brightness = plan.brightness;
+    r.level = plan.level;
+    r.exposure_us = plan.exposure_us;
     r.last_exposure_us = frames.back().capture.parameter.exposure_time;
-    r.exposure_change_frame = spec.exposure_change_frame;
-    r.fps = spec.fps;
-    r.ripple_shift = ripple_shift(1.0 / spec.fps, spec.mains + spec.drift_hz);
-    r.motion_lines = spec.motion_lines;
-    r.daylight = spec.daylight;
+    r.exposure_change_frame = plan.exposure_change_frame;
+    r.fps = plan.fps;
+    r.ripple_shift = ripple_shift(1.0 / plan.fps, plan.mains + plan.drift_hz);
+    r.motion_lines = plan.motion_lines;
+    r.daylight = plan.daylight;
     r.visible_ripple = visible;
     for (size_t k = 0; k < frames.size(); ++k) {
         r.frame_ripple.push_back(frames[k].visible_ripple);
@@ -57,10 +57,10 @@ int run_benchmark(const BenchmarkOptions& o, std::ostream& err, bool progress_wa
         Manifest manifest;
         manifest.seed = o.seed;
         for (int i = 0; i < o.sequences; ++i) {
-            const SequenceSpec spec = recipe_sequence(o.seed, i, pictures);
+            const SequencePlan plan = recipe_sequence(o.seed, i, pictures);
             progress.show(size_t(i), size_t(o.sequences), sequence_id(i));
-            const std::vector<SynthFrame> frames = synthesize_sequence(sequence_scene(spec, o.pictures), sequence_options(spec));
-            SequenceRecord record = sequence_record(spec, frames);
+            const std::vector<SynthFrame> frames = synthesize_sequence(sequence_scene(plan, o.pictures), sequence_options(plan));
+            SequenceRecord record = sequence_record(plan, frames);
             const std::filesystem::path dir = std::filesystem::path(o.output) / record.id;
             std::error_code ec;
             std::filesystem::create_directories(dir, ec);

@@ -19,7 +19,7 @@ struct BenchmarkOptions {
 };
 
 // The manifest record of a rendered sequence; frame paths as the command writes them.
-SequenceRecord sequence_record(const SequenceSpec& spec, const std::vector<SynthFrame>& frames);
+SequenceRecord sequence_record(const SequencePlan& plan, const std::vector<SynthFrame>& frames);
 
 // Status 0, or 1 with the failure reported on err.
 int run_benchmark(const BenchmarkOptions& options, std::ostream& err, bool progress);

@@ -79,9 +79,9 @@ float benchmark_line_time(double fps) {
     return float(std::min(10.0, 0.9e6 / fps / double(kBenchmarkRows * kBenchmarkLinesPerRow)));
 }
 
-SequenceSpec recipe_sequence(uint64_t seed, int index, const std::vector<std::string>& pictures) {
+SequencePlan recipe_sequence(uint64_t seed, int index, const std::vector<std::string>& pictures) {
     Draw d(mix(seed * 0x100000001b3ull + uint64_t(index)));
-    SequenceSpec s;
+    SequencePlan s;
     s.index = index;
     s.seed = mix(seed ^ (uint64_t(index) << 20));
     s.mains = index % 2 == 0 ? 50 : 60;
@@ -119,38 +119,38 @@ SequenceSpec recipe_sequence(uint64_t seed, int index, const std::vector<std::st
     return s;
 }
 
-Scene sequence_scene(const SequenceSpec& spec, const std::string& picture_dir) {
+Scene sequence_scene(const SequencePlan& plan, const std::string& picture_dir) {
     Scene scene;
-    scene.mains_frequency = spec.mains;
-    scene.mains_drift = spec.drift_hz / spec.mains;
-    scene.mains_phase = spec.mains_phase_us;
-    if (const Lamp* lamp = find_lamp(spec.lamp)) scene.lamp = *lamp;
-    else if (spec.lamp == "steady") scene.depth = 0.0;
-    else throw InputError("benchmark", "lamp", "no lamp named '" + spec.lamp + "'");
-    scene.daylight = spec.daylight;
-    scene.exposure_time = float(spec.exposure_us);
-    scene.line_time = benchmark_line_time(spec.fps);
+    scene.mains_frequency = plan.mains;
+    scene.mains_drift = plan.drift_hz / plan.mains;
+    scene.mains_phase = plan.mains_phase_us;
+    if (const Lamp* lamp = find_lamp(plan.lamp)) scene.lamp = *lamp;
+    else if (plan.lamp == "steady") scene.depth = 0.0;
+    else throw InputError("benchmark", "lamp", "no lamp named '" + plan.lamp + "'");
+    scene.daylight = plan.daylight;
+    scene.exposure_time = float(plan.exposure_us);
+    scene.line_time = benchmark_line_time(plan.fps);
     scene.lines_per_row = kBenchmarkLinesPerRow;
     scene.rows = kBenchmarkRows;
-    if (spec.picture != "uniform") {
-        scene.picture = cached_picture(picture_dir + "/" + spec.picture);
-        scene.window = spec.window;
+    if (plan.picture != "uniform") {
+        scene.picture = cached_picture(picture_dir + "/" + plan.picture);
+        scene.window = plan.window;
     }
-    scene.level = spec.level;
+    scene.level = plan.level;
     scene.noise = 2.0;
     scene.full_well = 6000.0;
-    scene.seed = spec.seed;
+    scene.seed = plan.seed;
     return scene;
 }
 
-SequenceOptions sequence_options(const SequenceSpec& spec) {
+SequenceOptions sequence_options(const SequencePlan& plan) {
     SequenceOptions o;
     o.frames = kBenchmarkFrames;
-    o.fps = spec.fps;
-    o.motion_lines = spec.motion_lines;
-    o.exposure_change_frame = spec.exposure_change_frame;
-    o.exposure_after = float(spec.exposure_after_us);
-    o.first_timestamp_ns = spec.first_timestamp_ns;
+    o.fps = plan.fps;
+    o.motion_lines = plan.motion_lines;
+    o.exposure_change_frame = plan.exposure_change_frame;
+    o.exposure_after = float(plan.exposure_after_us);
+    o.first_timestamp_ns = plan.first_timestamp_ns;
     return o;
 }
 

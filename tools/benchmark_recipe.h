@@ -16,7 +16,7 @@ constexpr int kBenchmarkFrames = 6;
 constexpr int kBenchmarkRows = 256;
 constexpr int kBenchmarkLinesPerRow = 12;
 
-struct SequenceSpec {
+struct SequencePlan {
     int index = 0;
     uint64_t seed = 0;               // noise and content of this sequence
     std::string lamp;                // "steady" or a name from lamp_catalogue()
@@ -44,11 +44,11 @@ std::vector<std::string> benchmark_pictures(const std::string& picture_dir);
 
 // Sequence i of the benchmark with this seed over these pictures; independent
 // of how many sequences are drawn.
-SequenceSpec recipe_sequence(uint64_t seed, int index, const std::vector<std::string>& pictures);
+SequencePlan recipe_sequence(uint64_t seed, int index, const std::vector<std::string>& pictures);
 
 // The scene and frame timing of a sequence; picture_dir holds its picture.
-Scene sequence_scene(const SequenceSpec& spec, const std::string& picture_dir);
-SequenceOptions sequence_options(const SequenceSpec& spec);
+Scene sequence_scene(const SequencePlan& plan, const std::string& picture_dir);
+SequenceOptions sequence_options(const SequencePlan& plan);
 
 // Sensor timing of the benchmark: 256 statistic rows of 12 lines, read out in
 // at most 90 % of the frame interval and at most 10 us a line.

@@ -105,9 +105,9 @@ TEST(Allocation, ADetectorIsOneAllocationAndItsRunsAndRefusalsMakeNone) {
 // The scene classifier allocates itself and its detector once; frames,
 // refusals and resets allocate nothing.
 TEST(Allocation, ASceneClassifierAllocatesOnlyWhenCreated) {
-    kevra_test::SequenceSpec spec;
-    spec.ripple[0] = 0.1;
-    const auto frames = kevra_test::make_sequence(spec);
+    kevra_test::SequencePlan plan;
+    plan.ripple[0] = 0.1;
+    const auto frames = kevra_test::make_sequence(plan);
     const long allocations = g_allocations, releases = g_releases;
     QORKEVRASCENE* s = QORKEVRASCENE::createInstance();
     const long created = g_allocations - allocations;

@@ -15,7 +15,7 @@ namespace {
 
 using kevra_test::make_sequence;
 using kevra_test::Picture;
-using kevra_test::SequenceSpec;
+using kevra_test::SequencePlan;
 
 struct Classifier {
     std::unique_ptr<QORKEVRASCENE, void (*)(QORKEVRASCENE*)> s{QORKEVRASCENE::createInstance(),
@@ -35,8 +35,8 @@ bool same_results(const std::vector<kevra_scene_result>& a, const std::vector<ke
     return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(kevra_scene_result)) == 0;
 }
 
-SequenceSpec lamp(double mains, double fps, double a1, Picture p = Picture::Uniform) {
-    SequenceSpec s;
+SequencePlan lamp(double mains, double fps, double a1, Picture p = Picture::Uniform) {
+    SequencePlan s;
     s.mains = mains;
     s.fps = fps;
     s.ripple[0] = a1;
@@ -87,7 +87,7 @@ TEST(SceneClassifier, RefusesBadFramesWithoutTouchingResultOrState) {
 
 struct Case {
     const char* what;
-    SequenceSpec spec;
+    SequencePlan plan;
     int32_t answer;  // after the last frame
 };
 
@@ -98,23 +98,23 @@ struct Case {
 TEST(SceneClassifier, AnswersWhatThePhysicsDecides) {
     std::vector<Case> cases;
     cases.push_back({"50 Hz lamp, 30 fps, gradient", lamp(50, 30, 0.1, Picture::Gradient), KEVRA_SCENE_50HZ});
-    SequenceSpec moving = lamp(60, 25, 0.05, Picture::WindowOverDesk);
+    SequencePlan moving = lamp(60, 25, 0.05, Picture::WindowOverDesk);
     moving.motion = 3;
     moving.drift = 0.003;
     cases.push_back({"60 Hz lamp, 25 fps, window over desk, camera moving", moving, KEVRA_SCENE_60HZ});
     cases.push_back({"weak 60 Hz lamp, 50 fps", lamp(60, 50, 0.02, Picture::Gradient), KEVRA_SCENE_60HZ});
     cases.push_back({"steady light, gradient, 24 fps", lamp(50, 24, 0.0, Picture::Gradient), KEVRA_SCENE_NONE});
-    SequenceSpec whole = lamp(50, 30, 0.3);
+    SequencePlan whole = lamp(50, 30, 0.3);
     whole.exposure = 10000.0f;
     cases.push_back({"50 Hz lamp, exposure 10 ms", whole, KEVRA_SCENE_NONE});
     cases.push_back({"60 Hz lamp standing still at 30 fps, window over desk",
                      lamp(60, 30, 0.1, Picture::WindowOverDesk), KEVRA_SCENE_UNKNOWN});
-    SequenceSpec change = lamp(60, 30, 0.1, Picture::WindowOverDesk);
+    SequencePlan change = lamp(60, 30, 0.1, Picture::WindowOverDesk);
     change.change_frame = 3;
     change.exposure_after = 6000.0f;
     cases.push_back({"60 Hz lamp standing still, then an exposure change", change, KEVRA_SCENE_60HZ});
     for (const Case& k : cases) {
-        const auto results = Classifier().run(make_sequence(k.spec));
+        const auto results = Classifier().run(make_sequence(k.plan));
         EXPECT_EQ(results.back().scene_flicker, k.answer) << k.what;
         if (k.answer == KEVRA_SCENE_50HZ || k.answer == KEVRA_SCENE_60HZ) continue;
         for (const auto& r : results) EXPECT_TRUE(r.scene_flicker != 50 && r.scene_flicker != 60) << k.what;
@@ -129,7 +129,7 @@ namespace {
 // a few frames, and it never names the other frequency on the way.
 TEST(SceneClassifier, FollowsALampSwitchedOnOrOffWithinFourFrames) {
     for (const bool on : {true, false}) {
-        SequenceSpec s = lamp(50, 30, 0.1, Picture::Gradient);
+        SequencePlan s = lamp(50, 30, 0.1, Picture::Gradient);
         s.frames = 16;
         (on ? s.lamp_off_before : s.lamp_off_from) = 6;
         const auto results = Classifier().run(make_sequence(s));

@@ -18,7 +18,7 @@
 namespace {
 
 using kevra_test::Picture;
-using kevra_test::SequenceSpec;
+using kevra_test::SequencePlan;
 
 uint32_t bits(float x) {
     uint32_t b;
@@ -26,11 +26,11 @@ uint32_t bits(float x) {
     return b;
 }
 
-SequenceSpec sample_spec(std::mt19937_64& rng) {
+SequencePlan sample_plan(std::mt19937_64& rng) {
     auto pick = [&](int n) { return int(rng() % uint64_t(n)); };
     const double fps[] = {30.0, 29.97, 25.0, 24.0, 60.0, 15.0, 50.0};
     const float exposure[] = {1000.0f, 4000.0f, 8333.3f, 10000.0f, 6000.0f, 16666.7f};
-    SequenceSpec s;
+    SequencePlan s;
     s.mains = pick(2) ? 50.0 : 60.0;
     s.drift = 0.001 * (pick(7) - 3);
     const double depth[] = {0.0, 0.01, 0.03, 0.1, 0.4};
@@ -56,7 +56,7 @@ TEST(SceneSample, EveryBuildGivesTheRecordedAnswersAndEvidence) {
                                                              [](QORKEVRASCENE* c) { c->destroyInstance(c); });
     for (int q = 0; q < 24; ++q) {
         s->Reset();
-        for (const auto& f : kevra_test::make_sequence(sample_spec(rng))) {
+        for (const auto& f : kevra_test::make_sequence(sample_plan(rng))) {
             kevra_scene_result r{};
             ASSERT_EQ(s->ProcessFrame(&f.frame, &r), KEVRA_STATUS_OK);
             got << q << " " << r.scene_flicker << " " << bits(r.confidence) << " " << r.frames;

@@ -17,7 +17,7 @@ namespace kevra_test {
 
 enum class Picture { Uniform, Gradient, WindowOverDesk };
 
-struct SequenceSpec {
+struct SequencePlan {
     double mains = 50.0;     // supply frequency, Hz (before drift)
     double drift = 0.0;      // relative error of the supply frequency
     double ripple[3] = {};   // lamp: relative amplitudes at 2, 4 and 6 x the supply
@@ -66,7 +66,7 @@ inline double lamp_light(const double (&a)[3], double w, double t, double e) {
     return light;
 }
 
-inline std::vector<SequenceFrame> make_sequence(const SequenceSpec& s) {
+inline std::vector<SequenceFrame> make_sequence(const SequencePlan& s) {
     std::mt19937_64 rng(s.seed);
     const double w = 2.0 * kevra_scene::kPi * 2.0 * s.mains * (1.0 + s.drift) * 1e-6;
     const double steady[3] = {};
