@@ -267,28 +267,13 @@ public:
         classifier_.reset(QORKEVRASCENE::createInstance());
     }
 
-    // The keys and nesting of `kevra classify --json`, less the file and frame
-    // numbering; refusals raise the tool's message.
+    // The keys and nesting of `kevra classify --json` (the same conversion),
+    // less the file and frame numbering; refusals raise the tool's message.
     py::dict process(const Capture& c, const std::string& name) {
-        const kevra_scene_result r = classify_frame(*classifier_, c, name);
-        py::dict evidence;
-        for (const kevra_scene_evidence& e : r.evidence) {
-            py::dict h;
-            h["pairs"] = e.pairs;
-            h["ripple"] = double(e.ripple);
-            h["fit"] = double(e.fit);
-            h["drift"] = double(e.drift);
-            h["single_frame"] = double(e.single_frame);
-            h["score"] = double(e.score);
-            evidence[py::str(std::to_string(e.mains_frequency))] = h;
-        }
-        py::dict out;
-        out["scene_flicker"] = scene_flicker_name(r.scene_flicker);
-        out["confidence"] = double(r.confidence);
-        out["ripple_period_us"] = double(r.ripple_period_us);
-        out["frames"] = r.frames;
-        out["evidence"] = evidence;
-        return out;
+        Json j = scene_result_to_json(classify_frame(*classifier_, c, name), name, 0);
+        j.erase("capture");
+        j.erase("frame");
+        return py::module_::import("json").attr("loads")(j.dump());
     }
 
     void reset() { classifier_->Reset(); }

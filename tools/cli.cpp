@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 
 #include <cstdio>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,15 +37,6 @@ struct ClassifyOptions {
     bool json = false;
 };
 
-// With several captures the pictures are numbered: plot.svg -> plot-0001.svg.
-std::string plot_path(const std::string& plot, size_t index, size_t count) {
-    if (count == 1) return plot;
-    namespace fs = std::filesystem;
-    const fs::path p(plot);
-    char number[32];
-    std::snprintf(number, sizeof number, "-%04zu", index + 1);
-    return (p.parent_path() / (p.stem().string() + number + p.extension().string())).string();
-}
 
 // A capture's report under the mains the options ask for; with "auto" the
 // detector runs under both and the answer line says which it chose.
@@ -80,32 +70,17 @@ DetectionReport detect_with_mains(QORKEVRA& detector, const Capture& capture, co
     return r.chosen();
 }
 
-int run_detect(const DetectOptions& o, std::ostream& out, std::ostream& err, bool progress_wanted) {
-    const bool builtin = o.captures.empty();
-    const size_t total = builtin ? 1 : o.captures.size();
-    Progress progress(err, progress_wanted && total > 1);
-    std::unique_ptr<QORKEVRA, void (*)(QORKEVRA*)> detector(QORKEVRA::createInstance(),
-                                                            [](QORKEVRA* d) { d->destroyInstance(d); });
+// Runs body on each input with a progress line on a terminal; an input that
+// fails is reported and counted, the others still run. Status 1 if any failed.
+template <class Body>
+int each_input(const std::vector<std::string>& names, const char* kind, std::ostream& err, bool progress_wanted,
+               Body body) {
+    Progress progress(err, progress_wanted && names.size() > 1);
     size_t failed = 0;
-    for (size_t i = 0; i < total; ++i) {
-        const std::string name = builtin ? kSampleName : o.captures[i];
-        progress.show(i, total, name);
+    for (size_t i = 0; i < names.size(); ++i) {
+        progress.show(i, names.size(), names[i]);
         try {
-            const Capture capture = builtin ? synthesize(builtin_sample_scene()) : read_capture(name);
-            Json auto_json;
-            std::string auto_text;
-            const DetectionReport report = detect_with_mains(*detector, capture, name, o.mains, &auto_json, &auto_text);
-            progress.clear();
-            if (o.json) {
-                Json line = report_to_json(report);
-                if (!auto_json.is_null()) line["mains_auto"] = auto_json;
-                out << line.dump() << "\n";
-            } else {
-                if (i > 0) out << "\n";
-                write_text_report(out, report);
-                out << auto_text;
-            }
-            if (!o.plot.empty()) write_file_atomically(plot_path(o.plot, i, total), plot_svg(report));
+            body(i, names[i], progress);
         } catch (const std::exception& e) {
             progress.clear();
             err << "kevra: " << e.what() << "\n";
@@ -114,38 +89,48 @@ int run_detect(const DetectOptions& o, std::ostream& out, std::ostream& err, boo
     }
     progress.clear();
     if (failed == 0) return 0;
-    if (total > 1) err << "kevra: " << failed << " of " << total << " captures failed\n";
+    if (names.size() > 1) err << "kevra: " << failed << " of " << names.size() << " " << kind << " failed\n";
     return 1;
+}
+
+int run_detect(const DetectOptions& o, std::ostream& out, std::ostream& err, bool progress_wanted) {
+    const bool builtin = o.captures.empty();
+    const std::vector<std::string> names = builtin ? std::vector<std::string>{kSampleName} : o.captures;
+    std::unique_ptr<QORKEVRA, void (*)(QORKEVRA*)> detector(QORKEVRA::createInstance(),
+                                                            [](QORKEVRA* d) { d->destroyInstance(d); });
+    return each_input(names, "captures", err, progress_wanted, [&](size_t i, const std::string& name, Progress& progress) {
+        const Capture capture = builtin ? synthesize(builtin_sample_scene()) : read_capture(name);
+        Json auto_json;
+        std::string auto_text;
+        const DetectionReport report = detect_with_mains(*detector, capture, name, o.mains, &auto_json, &auto_text);
+        progress.clear();
+        if (o.json) {
+            Json line = report_to_json(report);
+            if (!auto_json.is_null()) line["mains_auto"] = auto_json;
+            out << line.dump() << "\n";
+        } else {
+            if (i > 0) out << "\n";
+            write_text_report(out, report);
+            out << auto_text;
+        }
+        if (!o.plot.empty()) write_file_atomically(numbered_path(o.plot, i, names.size()), plot_svg(report));
+    });
 }
 
 // Captures are consecutive frames of one sequence, in the order given; a
 // frame that cannot be read or is refused is reported and skipped.
 int run_classify(const ClassifyOptions& o, std::ostream& out, std::ostream& err, bool progress_wanted) {
-    Progress progress(err, progress_wanted && o.captures.size() > 1);
     std::unique_ptr<QORKEVRASCENE, void (*)(QORKEVRASCENE*)> classifier(
         QORKEVRASCENE::createInstance(), [](QORKEVRASCENE* s) { s->destroyInstance(s); });
-    size_t failed = 0;
-    for (size_t i = 0; i < o.captures.size(); ++i) {
-        const std::string& name = o.captures[i];
-        progress.show(i, o.captures.size(), name);
-        try {
-            const kevra_scene_result result = classify_frame(*classifier, read_capture(name), name);
-            progress.clear();
-            if (o.json) {
-                out << scene_result_to_json(result, name, i + 1).dump() << "\n";
-            } else {
-                out << scene_result_text(result, name, i + 1) << "\n";
-            }
-        } catch (const std::exception& e) {
-            progress.clear();
-            err << "kevra: " << e.what() << "\n";
-            ++failed;
+    return each_input(o.captures, "frames", err, progress_wanted, [&](size_t i, const std::string& name, Progress& progress) {
+        const kevra_scene_result result = classify_frame(*classifier, read_capture(name), name);
+        progress.clear();
+        if (o.json) {
+            out << scene_result_to_json(result, name, i + 1).dump() << "\n";
+        } else {
+            out << scene_result_text(result, name, i + 1) << "\n";
         }
-    }
-    progress.clear();
-    if (failed == 0) return 0;
-    err << "kevra: " << failed << " of " << o.captures.size() << " frames failed\n";
-    return 1;
+    });
 }
 
 }  // namespace

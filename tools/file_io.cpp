@@ -7,11 +7,21 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <vector>
 
 #include "input_error.h"
 
 namespace kevra_tool {
+
+std::string numbered_path(const std::string& path, size_t index, size_t count) {
+    if (count == 1) return path;
+    namespace fs = std::filesystem;
+    const fs::path p(path);
+    char number[24];
+    std::snprintf(number, sizeof number, "-%04zu", index + 1);
+    return (p.parent_path() / (p.stem().string() + number + p.extension().string())).string();
+}
 
 bool read_file(const std::string& path, std::string& bytes, std::string& reason) {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);

@@ -28,15 +28,6 @@ struct StatsOptions {
 
 namespace {
 
-// One frame: the output itself; several: frames.json -> frames-0001.json, ...
-std::string frame_output_path(const std::string& output, size_t index, size_t count) {
-    if (count == 1) return output;
-    namespace fs = std::filesystem;
-    const fs::path p(output);
-    char number[24];
-    std::snprintf(number, sizeof number, "-%04zu", index + 1);
-    return (p.parent_path() / (p.stem().string() + number + p.extension().string())).string();
-}
 
 void check_options(const StatsOptions& o) {
     if (o.settings.mains_frequency != 50 && o.settings.mains_frequency != 60)
@@ -153,7 +144,7 @@ int StatsCommand::run(std::ostream& err, bool progress_wanted) const {
                     << " bits (full scale " << stats.full_scale << ") so that zone sums stay within 24 bits\n";
                 shift_told = true;
             }
-            paths.push_back(frame_output_path(o.output, i, o.frames.size()));
+            paths.push_back(numbered_path(o.output, i, o.frames.size()));
             texts.push_back(capture_to_json_text(stats.capture));
         }
         progress.clear();

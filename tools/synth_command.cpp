@@ -187,14 +187,6 @@ std::vector<std::string> written_files(const std::string& json_path, bool binary
 
 }  // namespace
 
-std::string sequence_frame_path(const std::string& output, size_t index, size_t count) {
-    if (count == 1) return output;
-    namespace fs = std::filesystem;
-    const fs::path p(output);
-    char number[24];
-    std::snprintf(number, sizeof number, "-%04zu", index + 1);
-    return (p.parent_path() / (p.stem().string() + number + p.extension().string())).string();
-}
 
 SynthCommand::SynthCommand(CLI::App& app) : options_(std::make_unique<SynthOptions>()) {
     subcommand_ = app.add_subcommand("synth", "Write captures of a synthetic rolling-shutter scene or frame sequence");
@@ -212,7 +204,7 @@ int SynthCommand::run(std::ostream& err, bool progress) const {
         const size_t count = size_t(o.sequence.frames);
         const StreamStorage storage = o.binary ? StreamStorage::Binary : StreamStorage::Inline;
         synthesize_sequence(o.scene, o.sequence, [&](int n, SynthFrame&& frame) {
-            const std::string path = sequence_frame_path(o.output, size_t(n), count);
+            const std::string path = numbered_path(o.output, size_t(n), count);
             if (progress && count > 1) {
                 err << "\r\033[K[" << n + 1 << "/" << count << "] " << path << std::flush;
                 shown = true;

@@ -40,10 +40,6 @@ private:
 // is InputError("synth", "", CLI11's message).
 std::vector<SynthFrame> synth_from_arguments(const std::vector<std::string>& args);
 
-// Where frame index (0-based) of count goes: the output itself for one
-// frame, else seq.json -> seq-0001.json, seq-0002.json, ...
-std::string sequence_frame_path(const std::string& output, size_t index, size_t count);
-
 }  // namespace kevra_tool
 
 #endif  // KEVRA_TOOLS_SYNTH_COMMAND_H

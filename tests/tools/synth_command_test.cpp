@@ -4,6 +4,7 @@
 
 #include "capture.h"
 #include "input_error.h"
+#include "file_io.h"
 #include "synth_command.h"
 #include "tool_test_support.h"
 
@@ -58,7 +59,7 @@ TEST(SynthCommand, SequenceFilesMatchTheFramesAndFailWhole) {
     const auto frames = kevra_tool::synth_from_arguments(scene);
     ASSERT_EQ(frames.size(), 3u);
     for (size_t i = 0; i < 3; ++i) {
-        const kevra_tool::Capture c = kevra_tool::read_capture(dir.file(kevra_tool::sequence_frame_path("seq.json", i, 3)));
+        const kevra_tool::Capture c = kevra_tool::read_capture(dir.file(kevra_tool::numbered_path("seq.json", i, 3)));
         EXPECT_EQ(c.sum_stream, frames[i].capture.sum_stream);
         EXPECT_EQ(c.timestamp_ns, frames[i].capture.timestamp_ns);
         EXPECT_EQ(c.config.lines_per_row, 4);
