@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "capture.h"
-#include "default_tuning.h"
 #include "detection.h"
 #include "file_io.h"
 #include "input_error.h"
@@ -42,14 +41,8 @@ struct ClassifyOptions {
 // detector runs under both and the answer line says which it chose.
 DetectionReport detect_with_mains(QORKEVRA& detector, const Capture& capture, const std::string& name,
                                   const std::string& mains, Json* auto_json, std::string* auto_text) {
-    if (mains != "auto") {
-        Capture c = capture;
-        if (!mains.empty()) {
-            c.config.mains_frequency = std::stoi(mains);
-            c.confidence_input = default_confidence_input(c.parameter, c.start_time, c.config);
-        }
-        return detect(detector, c, name);
-    }
+    if (mains.empty()) return detect(detector, capture, name);
+    if (mains != "auto") return detect(detector, at_mains(capture, std::stoi(mains)), name);
     const MainsAutoReport r = detect_auto_mains(detector, capture, name);
     *auto_json = Json::object();
     (*auto_json)["answer"] = scene_flicker_name(r.answer);

@@ -27,21 +27,17 @@ public:
         : tuning_(tuning), majority_(majority), detector_(new_detector()) {}
     std::string name() const override { return majority_ ? "kevra-frame-majority" : "kevra-frame"; }
     MethodOutput run(const std::vector<Capture>& frames) override {
+        // A camera stack runs it on every frame; the sequence reports the last
+        // frame's answer, or the most frequent one.
         MethodOutput out;
-        if (!majority_) {
-            // A camera stack runs it on every frame; the sequence reports the last.
-            for (const Capture& c : frames) out.answer = library_frame_answer(*detector_, c, tuning_);
-            return out;
-        }
         int votes[4] = {};
-        Answer last = Answer::None;
         for (const Capture& c : frames) {
-            last = library_frame_answer(*detector_, c, tuning_);
-            ++votes[int(last)];
+            out.answer = library_frame_answer(*detector_, c, tuning_);
+            ++votes[int(out.answer)];
         }
-        out.answer = last;
-        for (int a = 0; a < 3; ++a)
-            if (votes[a] > votes[int(out.answer)]) out.answer = Answer(a);
+        if (majority_)
+            for (int a = 0; a < 3; ++a)
+                if (votes[a] > votes[int(out.answer)]) out.answer = Answer(a);
         return out;
     }
 
@@ -110,6 +106,8 @@ public:
     std::string name() const override { return "row-dft"; }
     bool thresholded() const override { return true; }
     MethodOutput run(const std::vector<Capture>& frames) override {
+        // Every frame, as a camera stack would run it (its cost is measured);
+        // the sequence reports the last.
         std::array<double, 2> a{};
         for (const Capture& c : frames) a = ripple_amplitudes(row_profile(c), row_step_us(c));
         return decide(a);

@@ -7,10 +7,6 @@
 
 namespace kevra_tool {
 
-namespace {
-
-// The capture as if taken where the mains has the given frequency: the
-// confidence input follows the fit's rates unless the capture set its own.
 Capture at_mains(const Capture& capture, int32_t mains) {
     Capture c = capture;
     const kevra_confidence_idx_input derived = default_confidence_input(c.parameter, c.start_time, c.config);
@@ -19,8 +15,6 @@ Capture at_mains(const Capture& capture, int32_t mains) {
     if (derived_input) c.confidence_input = default_confidence_input(c.parameter, c.start_time, c.config);
     return c;
 }
-
-}  // namespace
 
 MainsAutoReport detect_auto_mains(QORKEVRA& detector, const Capture& capture, const std::string& name) {
     MainsAutoReport r{detect(detector, at_mains(capture, 50), name), detect(detector, at_mains(capture, 60), name),

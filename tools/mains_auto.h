@@ -15,6 +15,10 @@ struct MainsAutoReport {
     const DetectionReport& chosen() const { return answer == 60 ? at60 : at50; }
 };
 
+// The capture as if taken where the mains has the given frequency: the
+// confidence input follows the fit's rates unless the capture set its own.
+Capture at_mains(const Capture& capture, int32_t mains);
+
 // Flicker under exactly one hypothesis answers that one; under both, the one
 // with the higher confidence index (60 Hz on a tie); under neither, none.
 MainsAutoReport detect_auto_mains(QORKEVRA& detector, const Capture& capture, const std::string& name);

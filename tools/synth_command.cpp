@@ -8,6 +8,7 @@
 
 #include "file_io.h"
 #include "input_error.h"
+#include "progress.h"
 
 namespace kevra_tool {
 
@@ -195,20 +196,17 @@ SynthCommand::SynthCommand(CLI::App& app) : options_(std::make_unique<SynthOptio
 
 SynthCommand::~SynthCommand() = default;
 
-int SynthCommand::run(std::ostream& err, bool progress) const {
+int SynthCommand::run(std::ostream& err, bool progress_wanted) const {
     SynthOptions o = *options_;
     std::vector<std::string> written;
-    bool shown = false;
+    Progress progress(err, progress_wanted && o.sequence.frames > 1);
     try {
         finish(*subcommand_, o);
         const size_t count = size_t(o.sequence.frames);
         const StreamStorage storage = o.binary ? StreamStorage::Binary : StreamStorage::Inline;
         synthesize_sequence(o.scene, o.sequence, [&](int n, SynthFrame&& frame) {
             const std::string path = numbered_path(o.output, size_t(n), count);
-            if (progress && count > 1) {
-                err << "\r\033[K[" << n + 1 << "/" << count << "] " << path << std::flush;
-                shown = true;
-            }
+            progress.show(size_t(n), count, path);
             // Files this run creates go again when anything fails; a file of
             // the same name from before is replaced as it is written.
             for (const std::string& f : written_files(path, o.binary))
@@ -216,13 +214,13 @@ int SynthCommand::run(std::ostream& err, bool progress) const {
             write_capture(path, frame.capture, storage);
         });
     } catch (const std::exception& e) {
-        if (shown) err << "\r\033[K";
+        progress.clear();
         std::error_code ignored;
         for (const std::string& f : written) std::filesystem::remove(f, ignored);
         err << "kevra: " << e.what() << "\n";
         return 1;
     }
-    if (shown) err << "\r\033[K" << std::flush;
+    progress.clear();
     return 0;
 }
 

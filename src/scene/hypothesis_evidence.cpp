@@ -10,29 +10,22 @@ double norm(Phasor a) { return a.re * a.re + a.im * a.im; }
 
 }  // namespace
 
-void HypothesisEvidence::add(const PairMeasure& pair) {
-    if (count_ == kPairs) {
-        for (int j = 1; j < kPairs; ++j) pairs_[j - 1] = pairs_[j];
-        --count_;
-    }
-    pairs_[count_++] = pair;
-}
-
 HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single) const {
+    const int count = pairs_.size();
     HypothesisSummary s;
     s.single_frame = 2.0 * std::sqrt(norm(single));
-    if (count_ == 0) {
+    if (count == 0) {
         s.ripple_upper = HUGE_VAL;
         return s;
     }
-    s.shift = pairs_[count_ - 1].shift;
+    s.shift = pairs_[count - 1].shift;
     // Weighted least squares for C in q_j = g_j C + noise_j, over the pairs in
     // which the ripple moved.
     double gg = 0.0, qq = 0.0, sinc = 0.0;
     Phasor gq;
     s.pairs = 0;
     int all = 0;
-    for (int j = count_ - recent; j < count_; ++j) {
+    for (int j = count - recent; j < count; ++j) {
         if (j < 0) continue;
         const PairMeasure& p = pairs_[j];
         s.change_power += p.power;

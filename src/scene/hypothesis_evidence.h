@@ -12,6 +12,7 @@
 #define KEVRA_SCENE_HYPOTHESIS_EVIDENCE_H
 
 #include "kevra_scene.h"
+#include "scene/recent.h"
 
 namespace kevra_scene {
 
@@ -47,17 +48,15 @@ struct HypothesisSummary {
 // The last KEVRA_SCENE_HISTORY - 1 pairs of one hypothesis.
 class HypothesisEvidence {
 public:
-    void clear() { count_ = 0; }
-    void add(const PairMeasure& pair);
-    int size() const { return count_; }
+    void clear() { pairs_.clear(); }
+    void add(const PairMeasure& pair) { pairs_.add(pair); }
+    int size() const { return pairs_.size(); }
     // Over the latest `recent` pairs; single: the latest frame's own
     // fundamental phasor.
     HypothesisSummary summarize(int recent, Phasor single) const;
 
 private:
-    static constexpr int kPairs = KEVRA_SCENE_HISTORY - 1;
-    PairMeasure pairs_[kPairs];  // oldest first
-    int count_ = 0;
+    Recent<PairMeasure, KEVRA_SCENE_HISTORY - 1> pairs_;
 };
 
 }  // namespace kevra_scene

@@ -15,26 +15,16 @@ constexpr int kSignalChannel = 1;
 // Flat, and started with no harmonics: their fits stop after one iteration.
 constexpr int kFlatChannels[3] = {0, 2, 3};
 
-// Plain row means, no weighting; levels are used as encoded (frame_ratio 1).
+// Plain row means (weighting off), levels used as encoded (frame_ratio 1); the
+// decision's own fields are left at zero, since only the fit is read.
 // Started from the least-squares solution the fit has converged after two or
 // three iterations; the limit of six bounds a harmonic that is only noise,
 // whose phase can wander without changing the fundamental.
 kevra_config scene_config(int32_t mains_frequency, int32_t lines_per_row, const HarmonicModel& start) {
     kevra_config c;
     std::memset(&c, 0, sizeof c);
-    c.high_full_scale = 255;
     c.mains_frequency = mains_frequency;
-    c.outlier_threshold = 10;
-    c.local_tolerance_gain = 1.0f;
-    c.local_tolerance_exponent = 1.0f;
-    const float ratio[5] = {0.9f, 0.7f, 0.5f, 0.3f, 0.1f};
-    const float range[5] = {0.01f, 0.02f, 0.04f, 0.08f, 0.16f};
-    std::memcpy(c.detect_ratio, ratio, sizeof ratio);
-    std::memcpy(c.range_threshold, range, sizeof range);
-    for (float& w : c.fixed_weight) w = 1.0f;
     c.lines_per_row = lines_per_row;
-    c.weight_base_x10 = 20;
-    c.weight_exponent_x10 = 10;
     c.use_initial_values = 1;
     c.init_offset[kSignalChannel] = float(kDerivedLevelBase + start.offset);
     c.init_amplitude1[kSignalChannel] = float(start.amplitude[0]);
@@ -63,6 +53,10 @@ bool finite(double x) { return x - x == 0.0; }
 
 }  // namespace
 
+void prepare_fit_streams(const FitBuffers& buffers, int row_num) {
+    for (int ch : kFlatChannels) encode_flat_channel(buffers.sum_stream, buffers.count_stream, row_num, ch);
+}
+
 double ripple_rate(int32_t mains_frequency) { return 2.0 * kPi * 2.0 * double(mains_frequency) * 1e-6; }
 
 SignalFit fit_signal(QORKEVRA& detector, int32_t mains_frequency, const FitTiming& timing, const double* signal,
@@ -75,10 +69,7 @@ SignalFit fit_signal(QORKEVRA& detector, int32_t mains_frequency, const FitTimin
     const HarmonicModel start = project_harmonics(signal, rows, first_row, step, rate);
     if (!start.valid) return out;
 
-    std::memset(buffers.sum_stream, 0, sizeof(uint32_t) * 24 * size_t(rows));
-    std::memset(buffers.count_stream, 0, sizeof(uint32_t) * 24 * size_t(rows));
     encode_channel(buffers.sum_stream, buffers.count_stream, rows, kSignalChannel, signal);
-    for (int ch : kFlatChannels) encode_flat_channel(buffers.sum_stream, buffers.count_stream, rows, ch);
 
     float start_time = timing.start_time;
     kevra_parameter param;

@@ -32,9 +32,13 @@ struct FitBuffers {
     float* level;
 };
 
-// Hands the signal to KevrMain as channel 1 of derived streams (the other
-// channels flat, so that they cost one iteration each), starting the fit from
-// the signal's least-squares solution, and reads channel 1's fit.
+// Fills the channels of the derived streams that every fit of a frame shares:
+// all but channel 1 flat, so that they cost one iteration each.
+void prepare_fit_streams(const FitBuffers& buffers, int row_num);
+
+// Hands the signal to KevrMain as channel 1 of the derived streams (prepared
+// for this row count), starting the fit from the signal's least-squares
+// solution, and reads channel 1's fit.
 SignalFit fit_signal(QORKEVRA& detector, int32_t mains_frequency, const FitTiming& timing, const double* signal,
                      const FitBuffers& buffers);
 

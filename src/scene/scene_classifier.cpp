@@ -41,8 +41,6 @@ bool frame_is_valid(const kevra_scene_frame* f) {
            f->line_time > 0.0f;
 }
 
-
-
 // Mean and variance of the finite entries.
 void moments(const double* v, int n, double& mean, double& variance, int& used) {
     double sum = 0.0;
@@ -145,13 +143,9 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     const bool paired = pairs_with_previous(now);
     if (!paired) {
         for (HypothesisEvidence& e : evidence_) e.clear();
-        exposures_seen_ = 0;
+        exposures_.clear();
     }
-    if (exposures_seen_ == KEVRA_SCENE_HISTORY) {
-        for (int j = 1; j < KEVRA_SCENE_HISTORY; ++j) exposures_[j - 1] = exposures_[j];
-        --exposures_seen_;
-    }
-    exposures_[exposures_seen_++] = now.exposure_time;
+    exposures_.add(now.exposure_time);
 
     remove_quadratic_trend(profile, rows, frame_);
     double change_variance = 0.0;
@@ -174,13 +168,14 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     const FitTiming timing{rows, now.lines_per_row, now.line_time, now.exposure_time,
                            reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)};
     const FitBuffers buffers{sum_stream_, count_stream_, unpacked_sum_, unpacked_count_, unpacked_level_};
+    if (usable) prepare_fit_streams(buffers, rows);
     for (int h = 0; h < 2; ++h) {
         const double rate = ripple_rate(kMains[h]);
         const double sinc_now = scene_sinc(0.5 * rate * double(now.exposure_time));
         // No lamp shows more than its whole light as ripple (relative amplitude
         // 1) through the most revealing exposure of the frames remembered.
         double largest = 0.0;
-        for (int j = 0; j < exposures_seen_; ++j)
+        for (int j = 0; j < exposures_.size(); ++j)
             largest = std::fmax(largest, std::fabs(scene_sinc(0.5 * rate * double(exposures_[j]))));
         sinc_bound[h] = 2.0 * largest;
         if (paired && change_rows >= kFewestRows) {

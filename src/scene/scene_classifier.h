@@ -7,6 +7,7 @@
 #include "kevra.h"
 #include "kevra_scene.h"
 #include "scene/hypothesis_evidence.h"
+#include "scene/recent.h"
 #include "scene/row_shift.h"
 #include "scene/scene_decision.h"
 
@@ -38,8 +39,7 @@ private:
     bool has_previous_ = false;
     FrameTiming previous_{};
     int32_t frames_ = 0;
-    float exposures_[KEVRA_SCENE_HISTORY] = {};  // of the frames since pairing began, oldest first
-    int exposures_seen_ = 0;
+    Recent<float, KEVRA_SCENE_HISTORY> exposures_;  // of the frames since pairing began
     HypothesisEvidence evidence_[2];
     Hysteresis hysteresis_;
 

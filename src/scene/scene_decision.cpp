@@ -36,13 +36,10 @@ double flicker_strength(const HypothesisSummary& s) { return s.explained * s.fit
 HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single) {
     const int n = evidence.size();
     HypothesisSummary best = evidence.summarize(n, single);
-    if (n > 2) {
-        // The latest pairs rule the lamp out: it is off now, whatever came before.
-        const HypothesisSummary latest = evidence.summarize(2, single);
-        if (latest.pairs > 0 && latest.ripple_upper < kVisibleRipple) return latest;
-    }
     for (int m = 2; m < n; ++m) {
         const HypothesisSummary s = evidence.summarize(m, single);
+        // The latest pairs rule the lamp out: it is off now, whatever came before.
+        if (m == 2 && s.pairs > 0 && s.ripple_upper < kVisibleRipple) return s;
         if (supports_flicker(s) && (!supports_flicker(best) || flicker_strength(s) > flicker_strength(best))) best = s;
     }
     return best;
