@@ -82,6 +82,34 @@ KEVRA_SCENE_ASSERT_FIELD(kevra_scene_result, frames, 12);
 KEVRA_SCENE_ASSERT_FIELD(kevra_scene_result, evidence, 16);
 static_assert(sizeof(kevra_scene_result) == 80, "kevra_scene_result size");
 
+// How the classifier may steer the camera. A record that can grow: the caller
+// sets `size` to sizeof(kevra_scene_settings) as it was built, and fields
+// beyond that size keep their defaults.
+struct kevra_scene_settings {
+    uint32_t size;              // sizeof(kevra_scene_settings) of the caller's header
+    int32_t probe;              // 1: may ask for a longer frame interval where frames alone cannot decide; 0: never (default)
+    int64_t longest_extra_ns;   // most one request may add to the camera's own frame interval; 0..100 ms, default 5 ms
+    int64_t recheck_ns;         // once the answer is settled, ask again at most this often; 0: never; default 10 s
+};
+
+// What the classifier asks of the camera after the latest frame.
+struct kevra_scene_request {
+    uint32_t size;              // sizeof(kevra_scene_request) of the caller's header
+    int32_t hypotheses;         // mains frequencies the request would test: 0, 50, 60, or 110 for both
+    int64_t frame_interval_ns;  // 0: nothing asked; else the time wanted from the latest frame's timestamp to the next one's
+};
+
+KEVRA_SCENE_ASSERT_FIELD(kevra_scene_settings, size, 0);
+KEVRA_SCENE_ASSERT_FIELD(kevra_scene_settings, probe, 4);
+KEVRA_SCENE_ASSERT_FIELD(kevra_scene_settings, longest_extra_ns, 8);
+KEVRA_SCENE_ASSERT_FIELD(kevra_scene_settings, recheck_ns, 16);
+static_assert(sizeof(kevra_scene_settings) == 24, "kevra_scene_settings size");
+
+KEVRA_SCENE_ASSERT_FIELD(kevra_scene_request, size, 0);
+KEVRA_SCENE_ASSERT_FIELD(kevra_scene_request, hypotheses, 4);
+KEVRA_SCENE_ASSERT_FIELD(kevra_scene_request, frame_interval_ns, 8);
+static_assert(sizeof(kevra_scene_request) == 16, "kevra_scene_request size");
+
 #undef KEVRA_SCENE_ASSERT_FIELD
 
 // The scene classifier. Obtain one with createInstance() (the only allocation
@@ -103,6 +131,19 @@ public:
 
     // Forgets every frame: for a camera switch or a sensor mode change.
     virtual void Reset() = 0;
+
+    // Replaces the settings; the evidence gathered so far stays. Returns
+    // KEVRA_STATUS_INVALID_ARGUMENT, changing nothing, for a null pointer, a
+    // size below 8 or a value out of range.
+    virtual int32_t SetSettings(const kevra_scene_settings* settings) = 0;
+
+    // Writes the settings in force, as many fields as settings->size holds.
+    virtual int32_t GetSettings(kevra_scene_settings* settings) const = 0;
+
+    // The timing request after the latest frame, as many fields as
+    // request->size holds. A camera stack may honour it late or not at all:
+    // answers rest only on the timestamps and exposures frames report.
+    virtual int32_t GetTimingRequest(kevra_scene_request* request) const = 0;
 
 protected:
     QORKEVRASCENE() = default;

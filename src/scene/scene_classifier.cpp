@@ -7,6 +7,7 @@
 #include "scene/row_profile.h"
 #include "scene/row_shift.h"
 #include "scene/scene_math.h"
+#include "scene/scene_settings.h"
 
 namespace kevra_scene {
 
@@ -113,17 +114,37 @@ double fold_shift(double shift_us, double period_us) {
 
 }  // namespace
 
-SceneClassifier::SceneClassifier() : detector_(QORKEVRA::createInstance()) { Reset(); }
+SceneClassifier::SceneClassifier() : detector_(QORKEVRA::createInstance()), settings_(default_settings()) { Reset(); }
 
 SceneClassifier::~SceneClassifier() { detector_->destroyInstance(detector_); }
 
 void SceneClassifier::destroyInstance(QORKEVRASCENE* instance) { delete instance; }
 
 void SceneClassifier::Reset() {
+    request_ = kevra_scene_request{sizeof(kevra_scene_request), 0, 0};
     has_previous_ = false;
     frames_ = 0;
     for (HypothesisEvidence& e : evidence_) e.clear();
     hysteresis_.reset();
+}
+
+int32_t SceneClassifier::SetSettings(const kevra_scene_settings* settings) {
+    kevra_scene_settings next = settings_;
+    if (!read_settings(settings, next)) return KEVRA_STATUS_INVALID_ARGUMENT;
+    settings_ = next;
+    return KEVRA_STATUS_OK;
+}
+
+int32_t SceneClassifier::GetSettings(kevra_scene_settings* settings) const {
+    if (!record_size_ok(settings)) return KEVRA_STATUS_INVALID_ARGUMENT;
+    copy_record(settings_, settings);
+    return KEVRA_STATUS_OK;
+}
+
+int32_t SceneClassifier::GetTimingRequest(kevra_scene_request* request) const {
+    if (!record_size_ok(request)) return KEVRA_STATUS_INVALID_ARGUMENT;
+    copy_record(request_, request);
+    return KEVRA_STATUS_OK;
 }
 
 bool SceneClassifier::pairs_with_previous(const FrameTiming& now) const {

@@ -23,6 +23,9 @@ public:
     void destroyInstance(QORKEVRASCENE* instance) override;
     int32_t ProcessFrame(const kevra_scene_frame* frame, kevra_scene_result* result) override;
     void Reset() override;
+    int32_t SetSettings(const kevra_scene_settings* settings) override;
+    int32_t GetSettings(kevra_scene_settings* settings) const override;
+    int32_t GetTimingRequest(kevra_scene_request* request) const override;
 
 private:
     struct FrameTiming {
@@ -36,6 +39,8 @@ private:
     bool pairs_with_previous(const FrameTiming& now) const;
 
     QORKEVRA* detector_;
+    kevra_scene_settings settings_;
+    kevra_scene_request request_;
     bool has_previous_ = false;
     FrameTiming previous_{};
     int32_t frames_ = 0;
