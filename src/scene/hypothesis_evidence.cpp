@@ -10,6 +10,12 @@ double norm(Phasor a) { return a.re * a.re + a.im * a.im; }
 
 }  // namespace
 
+int HypothesisEvidence::informative() const {
+    int n = 0;
+    for (int j = 0; j < pairs_.size(); ++j) n += pairs_[j].informative ? 1 : 0;
+    return n;
+}
+
 HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single) const {
     const int count = pairs_.size();
     HypothesisSummary s;
@@ -53,6 +59,7 @@ HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single) const
     const double visible = 2.0 * sinc;
     s.explained = norm(c) * gg;
     s.fit = qq > 0.0 ? s.explained / qq : 0.0;
+    s.lamp = c_abs;
     s.ripple = visible * c_abs;
     s.ripple_upper = visible * (c_abs + 2.0 * c_error);
     return s;

@@ -35,6 +35,7 @@ struct PairMeasure {
 
 struct HypothesisSummary {
     int pairs = 0;
+    double lamp = 0.0;          // |C|: the lamp's relative ripple amplitude at this frequency
     double ripple = 0.0;        // estimated ripple (peak to peak) in the most exposed frame of the pairs
     double ripple_upper = 0.0;  // the same at two standard errors above
     double explained = 0.0;     // chi-square of the fitted C against noise
@@ -51,6 +52,9 @@ public:
     void clear() { pairs_.clear(); }
     void add(const PairMeasure& pair) { pairs_.add(pair); }
     int size() const { return pairs_.size(); }
+    const PairMeasure& latest() const { return pairs_[pairs_.size() - 1]; }
+    // Pairs in memory in which the ripple moved.
+    int informative() const;
     // Over the latest `recent` pairs; single: the latest frame's own
     // fundamental phasor.
     HypothesisSummary summarize(int recent, Phasor single) const;

@@ -3,7 +3,9 @@
 #include <cmath>
 #include <cstring>
 
+#include "scene/answer_hold.h"
 #include "scene/hypothesis_fit.h"
+#include "scene/probe_planner.h"
 #include "scene/row_profile.h"
 #include "scene/row_shift.h"
 #include "scene/scene_math.h"
@@ -31,6 +33,9 @@ constexpr double kInformative = 0.25;
 constexpr double kInformativeMoving = 0.5;
 // Fewer rows than this cannot separate an offset and three harmonics.
 constexpr int32_t kFewestRows = 16;
+// A change standing this many standard errors above the noise at a frequency
+// whose ripple stood still is no accident of noise.
+constexpr double kSurpriseChiSquare = 100.0;
 // Floor of the per-row noise of a log change (0.01 %), so that a perfectly
 // steady synthetic scene does not claim infinite certainty.
 constexpr double kNoiseFloor = 1e-8;
@@ -106,6 +111,14 @@ float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line
     return float(double(r) * 1e-3 + 0.5 * double(lines_per_row - 1) * double(line_time));
 }
 
+// A pair in which the ripple stood still predicts no change at its
+// frequency; a visible, well-measured one means the light itself changed.
+bool surprising(const PairMeasure& pair) {
+    const double q2 = pair.q.re * pair.q.re + pair.q.im * pair.q.im;
+    return !pair.informative && q2 >= kSurpriseChiSquare * pair.variance &&
+           4.0 * q2 >= kVisibleRipple * kVisibleRipple;
+}
+
 double fold_shift(double shift_us, double period_us) {
     double f = shift_us / period_us;
     f -= std::floor(f);
@@ -125,7 +138,8 @@ void SceneClassifier::Reset() {
     has_previous_ = false;
     frames_ = 0;
     for (HypothesisEvidence& e : evidence_) e.clear();
-    hysteresis_.reset();
+    hold_.reset();
+    planner_.reset();
 }
 
 int32_t SceneClassifier::SetSettings(const kevra_scene_settings* settings) {
@@ -165,6 +179,8 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     if (!paired) {
         for (HypothesisEvidence& e : evidence_) e.clear();
         exposures_.clear();
+        hold_.reset();
+        planner_.reset();
     }
     exposures_.add(now.exposure_time);
 
@@ -186,6 +202,12 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
 
     HypothesisSummary summary[2];
     double sinc_bound[2];
+    HoldFacts hold;
+    bool added[2] = {false, false};
+    Phasor single[2];
+    double sinc_latest[2];
+    ProbeFacts probe{now.timestamp_ns, paired, paired ? int64_t(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) : 0,
+                     KEVRA_SCENE_UNKNOWN, {false, false}};
     const FitTiming timing{rows, now.lines_per_row, now.line_time, now.exposure_time,
                            reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)};
     const FitBuffers buffers{sum_stream_, count_stream_, unpacked_sum_, unpacked_count_, unpacked_level_};
@@ -219,13 +241,29 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
                 pair.power = change.power;
                 pair.camera_moved = camera_shift != 0.0;
                 pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
-                pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
-                                   (pair.camera_moved ? kInformativeMoving : kInformative) * pair.sinc;
+                const double g_abs = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im);
+                pair.informative = g_abs >= (pair.camera_moved ? kInformativeMoving : kInformative) * pair.sinc;
                 evidence_[h].add(pair);
+                added[h] = true;
+                hold.reach[h] = 2.0 * g_abs;
             }
         }
         const SignalFit own = usable ? fit_signal(*detector_, kMains[h], timing, frame_, buffers) : SignalFit{};
-        summary[h] = combine_stretches(evidence_[h], own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0});
+        single[h] = own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0};
+        sinc_latest[h] = sinc_now;
+    }
+    for (int h = 0; h < 2; ++h) {
+        // Only a settled NONE, or this frequency's own lamp, can be surprised:
+        // beside the other frequency's lamp, its changes leak into this fit.
+        const int32_t settled = hold_.answer();
+        hold.surprise[h] = added[h] && (settled == KEVRA_SCENE_NONE || settled == kMains[h]) &&
+                           surprising(evidence_[h].latest()) &&
+                           (!added[1 - h] || evidence_[h].latest().power > evidence_[1 - h].latest().power);
+        // Whatever the earlier pairs said of this frequency no longer holds.
+        if (hold.surprise[h]) evidence_[h].clear();
+        summary[h] = combine_stretches(evidence_[h], single[h]);
+        hold.lamp[h] = summary[h].lamp;
+        probe.untested[h] = evidence_[h].informative() == 0 && 2.0 * std::fabs(sinc_latest[h]) >= kVisibleRipple;
     }
 
     latest_ = 1 - latest_;
@@ -233,7 +271,9 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     has_previous_ = true;
     frames_ = paired ? frames_ + 1 : 1;
 
-    const Verdict verdict = hysteresis_.update(frame_verdict(summary, sinc_bound));
+    const Verdict verdict = hold_.update(frame_verdict(summary, sinc_bound), hold);
+    probe.answer = verdict.answer;
+    request_ = planner_.plan(probe, settings_);
     result->scene_flicker = verdict.answer;
     result->confidence = float(verdict.confidence);
     result->ripple_period_us = verdict.answer == KEVRA_SCENE_50HZ   ? 10000.0f

@@ -6,10 +6,11 @@
 
 #include "kevra.h"
 #include "kevra_scene.h"
+#include "scene/answer_hold.h"
 #include "scene/hypothesis_evidence.h"
+#include "scene/probe_planner.h"
 #include "scene/recent.h"
 #include "scene/row_shift.h"
-#include "scene/scene_decision.h"
 
 namespace kevra_scene {
 
@@ -46,7 +47,8 @@ private:
     int32_t frames_ = 0;
     Recent<float, KEVRA_SCENE_HISTORY> exposures_;  // of the frames since pairing began
     HypothesisEvidence evidence_[2];
-    Hysteresis hysteresis_;
+    AnswerHold hold_;
+    ProbePlanner planner_;
 
     double profile_[2][KEVRA_MAX_ROWS];  // log row levels of the latest two frames
     int latest_ = 0;                     // index of the previous frame's profile in profile_

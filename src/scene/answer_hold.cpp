@@ -1,0 +1,51 @@
+#include "scene/answer_hold.h"
+
+#include "kevra_scene.h"
+
+namespace kevra_scene {
+
+namespace {
+
+int hypothesis_of(int32_t answer) { return answer == KEVRA_SCENE_60HZ ? 1 : 0; }
+
+bool names_lamp(int32_t answer) { return answer == KEVRA_SCENE_50HZ || answer == KEVRA_SCENE_60HZ; }
+
+}  // namespace
+
+void AnswerHold::reset() {
+    hysteresis_.reset();
+    reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
+    held_lamp_ = 0.0;
+}
+
+// A lamp gives way to the other lamp, or to NONE from a pair in which the
+// held lamp would have changed visibly; NONE gives way to a lamp. Neither
+// gives way to UNKNOWN, which only says the frames cannot tell.
+bool AnswerHold::gives_way(int32_t candidate, const HoldFacts& facts) const {
+    if (!names_lamp(reported_.answer)) return reported_.answer != KEVRA_SCENE_NONE || names_lamp(candidate);
+    if (names_lamp(candidate)) return true;
+    if (candidate != KEVRA_SCENE_NONE) return false;
+    return held_lamp_ * facts.reach[hypothesis_of(reported_.answer)] >= kVisibleRipple;
+}
+
+Verdict AnswerHold::update(const Verdict& frame, const HoldFacts& facts) {
+    // A visible change that no timing explains: what was settled may have
+    // changed, so the answer is open again until the frames show which way.
+    if (reported_.answer != KEVRA_SCENE_UNKNOWN && (facts.surprise[0] || facts.surprise[1])) {
+        hysteresis_.reset();
+        reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
+        held_lamp_ = 0.0;
+        return reported_;
+    }
+    const Verdict candidate = hysteresis_.update(frame);
+    if (candidate.answer == reported_.answer) {
+        reported_.confidence = candidate.confidence;
+    } else if (gives_way(candidate.answer, facts)) {
+        reported_ = candidate;
+    }
+    if (names_lamp(reported_.answer) && frame.answer == reported_.answer)
+        held_lamp_ = facts.lamp[hypothesis_of(reported_.answer)];
+    return reported_;
+}
+
+}  // namespace kevra_scene

@@ -1,0 +1,44 @@
+// The reported answer over frames. A camera stack obeys it: once 50 or 60 Hz
+// is reported, auto-exposure keeps exposures at whole ripple periods, which
+// hide the lamp. So an answer is only given up for evidence from frames that
+// could have contradicted it, never for a lack of evidence.
+#ifndef KEVRA_SCENE_ANSWER_HOLD_H
+#define KEVRA_SCENE_ANSWER_HOLD_H
+
+#include <cstdint>
+
+#include "scene/scene_decision.h"
+
+namespace kevra_scene {
+
+// What the latest frame pair could show, per hypothesis ([0] 50 Hz, [1] 60 Hz).
+struct HoldFacts {
+    // Twice the change a unit lamp ripple makes in the latest pair, |G| times
+    // two: times a lamp's amplitude, the peak-to-peak change it would show.
+    double reach[2] = {0.0, 0.0};
+    // The latest pair changed at this frequency by a visible amount that its
+    // timing cannot explain: a lamp switched on or off where the ripple
+    // stands still against the rows.
+    bool surprise[2] = {false, false};
+    // The lamp amplitude |C| the frame's evidence estimates.
+    double lamp[2] = {0.0, 0.0};
+};
+
+class AnswerHold {
+public:
+    void reset();
+    // The frame's verdict in, the reported answer out.
+    Verdict update(const Verdict& frame, const HoldFacts& facts);
+    int32_t answer() const { return reported_.answer; }
+
+private:
+    bool gives_way(int32_t candidate, const HoldFacts& facts) const;
+
+    Hysteresis hysteresis_;
+    Verdict reported_{KEVRA_SCENE_UNKNOWN, 0.0};
+    double held_lamp_ = 0.0;  // amplitude of the reported lamp when it was last seen
+};
+
+}  // namespace kevra_scene
+
+#endif  // KEVRA_SCENE_ANSWER_HOLD_H
