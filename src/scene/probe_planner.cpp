@@ -20,6 +20,10 @@ constexpr int kExtraSteps = 64;
 // 2 sin(pi x) of the change a ripple makes is 0.6 of its size at 0.1.
 constexpr double kUsefulShift = 0.1;
 
+// The untested ripples should move most across the probe; the others have
+// pairs already, yet moving them too makes the probe pair count for both.
+constexpr double kTestedHeadStart = 0.25;
+
 // Shift of ripple h over interval_ns, fraction of a period folded to 0..0.5:
 // exact integer arithmetic, so every processor asks for the same interval.
 double folded_shift(int64_t interval_ns, int h) {
@@ -31,23 +35,26 @@ double folded_shift(int64_t interval_ns, int h) {
 
 }  // namespace
 
-int64_t probe_extra_ns(int64_t interval_ns, int64_t longest_extra_ns, int test) {
+int64_t probe_extra_ns(int64_t interval_ns, int64_t longest_extra_ns, int untested) {
     int64_t best_extra = 0;
-    double best = 0.0;
+    double best = 0.0, best_untested = 0.0;
     for (int step = 1; step <= kExtraSteps; ++step) {
         const int64_t extra = longest_extra_ns * step / kExtraSteps;
-        double smallest = 0.5;
-        for (int h = 0; h < 2; ++h)
-            if (test & (1 << h)) {
-                const double x = folded_shift(interval_ns + extra, h);
-                if (x < smallest) smallest = x;
-            }
-        if (smallest > best) {
-            best = smallest;
+        double score = 1.0, smallest_untested = 0.5;
+        for (int h = 0; h < 2; ++h) {
+            const double x = folded_shift(interval_ns + extra, h);
+            const bool open = (untested & (1 << h)) != 0;
+            if (open && x < smallest_untested) smallest_untested = x;
+            const double weighed = open ? x : x + kTestedHeadStart;
+            if (weighed < score) score = weighed;
+        }
+        if (score > best) {
+            best = score;
+            best_untested = smallest_untested;
             best_extra = extra;
         }
     }
-    return best >= kUsefulShift ? best_extra : 0;
+    return best_untested >= kUsefulShift ? best_extra : 0;
 }
 
 void ProbePlanner::reset() {
@@ -93,15 +100,10 @@ kevra_scene_request ProbePlanner::plan(const ProbeFacts& facts, const kevra_scen
     int64_t own = intervals_[0];
     for (int j = 1; j < intervals_.size(); ++j)
         if (intervals_[j] < own) own = intervals_[j];
-    // Both ripples should move across the probe, so that one pair tests both.
-    int test = 3;
-    int64_t extra = probe_extra_ns(own, settings.longest_extra_ns, test);
-    if (extra == 0) {
-        test = (facts.untested[0] ? 1 : 0) | (facts.untested[1] ? 2 : 0);
-        extra = probe_extra_ns(own, settings.longest_extra_ns, test);
-    }
+    const int untested = (facts.untested[0] ? 1 : 0) | (facts.untested[1] ? 2 : 0);
+    const int64_t extra = probe_extra_ns(own, settings.longest_extra_ns, untested);
     if (extra == 0) return request;
-    request.hypotheses = (test & 1 ? 50 : 0) + (test & 2 ? 60 : 0);
+    request.hypotheses = (untested & 1 ? 50 : 0) + (untested & 2 ? 60 : 0);
     request.frame_interval_ns = own + extra;
     frames_since_request_ = 0;
     settled_since_ns_ = facts.timestamp_ns;

@@ -42,11 +42,12 @@ private:
     int32_t settled_answer_ = KEVRA_SCENE_UNKNOWN;
 };
 
-// The extra time, at most `longest_extra_ns`, that best moves the ripples of
-// the hypotheses in `test` (bit 0: 50 Hz, bit 1: 60 Hz) against the rows when
-// added to `interval_ns`: the smallest extra with the largest smallest shift
-// (fraction of a period, folded to 0..0.5). 0 when none moves them usefully.
-int64_t probe_extra_ns(int64_t interval_ns, int64_t longest_extra_ns, int test);
+// The extra time, at most `longest_extra_ns`, to add to `interval_ns` so that
+// the ripples of the hypotheses in `untested` (bit 0: 50 Hz, bit 1: 60 Hz)
+// move furthest against the rows (fraction of a period, folded to 0..0.5),
+// the others moving too where that costs them little; the smallest such
+// extra. 0 when none moves the untested ripples usefully.
+int64_t probe_extra_ns(int64_t interval_ns, int64_t longest_extra_ns, int untested);
 
 }  // namespace kevra_scene
 
