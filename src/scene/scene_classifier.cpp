@@ -112,11 +112,13 @@ float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line
 }
 
 // A pair in which the ripple stood still predicts no change at its
-// frequency; a visible, well-measured one means the light itself changed.
+// frequency; a visible, well-measured one means the light itself changed. It
+// must be a change a lamp could make through these exposures (no lamp ripples
+// by more than its whole light), and not one a moving picture leaves behind.
 bool surprising(const PairMeasure& pair) {
     const double q2 = pair.q.re * pair.q.re + pair.q.im * pair.q.im;
-    return !pair.informative && q2 >= kSurpriseChiSquare * pair.variance &&
-           4.0 * q2 >= kVisibleRipple * kVisibleRipple;
+    return !pair.informative && !pair.camera_moved && q2 >= kSurpriseChiSquare * pair.variance &&
+           4.0 * q2 >= kVisibleRipple * kVisibleRipple && q2 <= pair.sinc * pair.sinc;
 }
 
 double fold_shift(double shift_us, double period_us) {
