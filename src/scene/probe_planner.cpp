@@ -13,7 +13,8 @@ constexpr RipplePeriod kPeriods[2] = {{10000000, 1}, {25000000, 3}};
 
 // Frames after a request before another: sensor drivers apply timing up to
 // three frames late, and the pair across the longer interval needs one more.
-constexpr int32_t kRequestWait = 5;
+// Two probes then still meet in the five pairs a hypothesis remembers.
+constexpr int32_t kRequestWait = 4;
 // Candidate extras tried between 0 and the longest allowed.
 constexpr int kExtraSteps = 64;
 // A pair whose ripple shifts by less (fraction of a period) tells little:

@@ -20,8 +20,9 @@ struct ProbeFacts {
     bool paired;            // the frame extends a sequence (has a previous frame)
     int64_t interval_ns;    // from the previous frame, when paired
     int32_t answer;         // reported
-    // Per hypothesis ([0] 50 Hz, [1] 60 Hz): no pair in memory shows this
-    // ripple move, yet the exposure would let a lamp show through.
+    // Per hypothesis ([0] 50 Hz, [1] 60 Hz): the latest pair did not move
+    // this ripple and fewer than three pairs in memory did, yet the exposure
+    // would let a lamp show through.
     bool untested[2];
 };
 

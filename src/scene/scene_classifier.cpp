@@ -265,7 +265,8 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         if (hold.surprise[h]) evidence_[h].clear();
         summary[h] = combine_stretches(evidence_[h], single[h]);
         hold.lamp[h] = summary[h].lamp;
-        probe.untested[h] = evidence_[h].informative() == 0 && 2.0 * std::fabs(sinc_latest[h]) >= kVisibleRipple;
+        probe.untested[h] = !(added[h] && evidence_[h].latest().informative) && evidence_[h].informative() < 3 &&
+                            2.0 * std::fabs(sinc_latest[h]) >= kVisibleRipple;
     }
 
     latest_ = 1 - latest_;
