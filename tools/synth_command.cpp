@@ -9,6 +9,7 @@
 #include "file_io.h"
 #include "input_error.h"
 #include "progress.h"
+#include "synth_confounder_options.h"
 
 namespace kevra_tool {
 
@@ -20,6 +21,7 @@ struct SynthOptions {
     bool steady = false;
     std::vector<double> zone_gain, channel_gain, window;
     std::string picture, lamp, sensor_mode, exposure_change;
+    ConfounderOptions confounders;
 };
 
 namespace {
@@ -108,6 +110,7 @@ void add_options(CLI::App& synth, SynthOptions& o, bool output_required) {
         ->capture_default_str();
     synth.add_option("--exposure-change", o.exposure_change,
                      "FRAME:US: from that frame on the exposure is US (auto-exposure; level kept by gain)");
+    add_confounder_options(synth, o.confounders, q);
     synth.add_option("--timestamp", q.first_timestamp_ns,
                      "Timestamp of frame 0, ns on a monotonic clock (default: a large value from the seed)");
 }
@@ -167,6 +170,7 @@ void finish(const CLI::App& app, SynthOptions& o) {
     }
     if (app.count("--timestamp") > 0 && o.sequence.first_timestamp_ns < 0)
         bad("--timestamp", "expected a time >= 0 ns");
+    finish_confounder_options(app, o.confounders, s, o.sequence);
     check_scene(s);
     if (o.picture.empty()) {
         check_sequence(s, o.sequence);
