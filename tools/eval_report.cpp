@@ -144,7 +144,7 @@ std::string eval_plot_svg(const EvalResult& r) {
     s << t << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
     s << "<text x=\"" << left << "\" y=\"28\" font-size=\"15\">Detection rate (answer 50 or 60) against visible ripple, held-out sequences</text>\n";
     // Visibility limit and the ambiguous band.
-    const double lo = std::log10(kVisibilityLimit / kAmbiguityFactor), hi = std::log10(kVisibilityLimit * kAmbiguityFactor);
+    const double lo = std::log10(kVisibilityLimit / kAmbiguityFactor), hi = std::log10(kVisibilityLimit);
     std::snprintf(t, sizeof t, "<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"#eeeeee\"/>\n", x_of(lo), top, x_of(hi) - x_of(lo), ph);
     s << t;
     std::snprintf(t, sizeof t, "<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#888\" stroke-dasharray=\"4 3\"/>\n",

@@ -47,11 +47,11 @@ TEST(Labelling, WholeRipplePeriodsAndSteadyLightAreNoneAVisibleRippleIsItsMains)
         SCOPED_TRACE(testing::Message() << c.mains << " Hz, depth " << c.depth << ", " << c.exposure_us << " us");
         EXPECT_EQ(kevra_tool::label_for(visible_ripple(c.mains, c.depth, c.exposure_us), int(c.mains)), c.label);
     }
-    // The band of a factor 1.5 around the limit is left out either way.
+    // Ripples from the limit / 1.5 up to the limit are left out.
     EXPECT_EQ(kevra_tool::label_for(0.0099, 50), Truth::None);
     EXPECT_EQ(kevra_tool::label_for(0.0101, 50), Truth::Ambiguous);
-    EXPECT_EQ(kevra_tool::label_for(0.0224, 60), Truth::Ambiguous);
-    EXPECT_EQ(kevra_tool::label_for(0.0226, 60), Truth::Hz60);
+    EXPECT_EQ(kevra_tool::label_for(0.0149, 60), Truth::Ambiguous);
+    EXPECT_EQ(kevra_tool::label_for(0.0151, 60), Truth::Hz60);
     EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 30.0, 60.0), 0.0, 1e-9);   // 4 periods: stands
     EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 30.0, 50.0), 1.0 / 3.0, 1e-9);  // 3 1/3 periods
     EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 29.97, 60.0), 0.004, 1e-3);
