@@ -101,6 +101,7 @@ void write_eval_text(std::ostream& out, const EvalResult& r) {
             }
             out << "\n";
         }
+        write_every_frame_text(out, m);
     }
 }
 
@@ -120,6 +121,7 @@ Json eval_to_json(const EvalResult& r) {
         jm["held_out"] = scores_to_json(m.held_out);
         jm["answers"] = Json::array();  // every sequence, in manifest order
         for (Answer a : m.answers) jm["answers"].push_back(answer_name(a));
+        jm["every_frame"] = every_frame_to_json(m);
         const Curve c = curve_of(r, m);
         jm["detection_by_ripple"] = Json::array();
         for (int b = 0; b < kBins; ++b)
