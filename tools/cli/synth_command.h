@@ -1,14 +1,9 @@
-// `kevra synth`: its options, parsed the same way by the command and by the
-// bindings, and the writing of the frames.
+// `kevra synth`: the subcommand, and the writing of the frames.
 #ifndef KEVRA_TOOLS_SYNTH_COMMAND_H
 #define KEVRA_TOOLS_SYNTH_COMMAND_H
 
 #include <memory>
 #include <ostream>
-#include <string>
-#include <vector>
-
-#include "scene_synthesis.h"
 
 namespace CLI {
 class App;
@@ -16,7 +11,7 @@ class App;
 
 namespace kevra_tool {
 
-struct SynthOptions;  // the parsed options (synth_command.cpp)
+struct SynthOptions;  // synth_options.h
 
 // Adds the `synth` subcommand and its options to app.
 class SynthCommand {
@@ -33,12 +28,6 @@ private:
     CLI::App* subcommand_;
     std::unique_ptr<SynthOptions> options_;
 };
-
-// The frames `kevra synth args...` would write, without writing anything;
-// -o/--output and --binary are accepted and ignored. Throws InputError with
-// the message the command prints (after "kevra: "); a malformed command line
-// is InputError("synth", "", CLI11's message).
-std::vector<SynthFrame> synth_from_arguments(const std::vector<std::string>& args);
 
 }  // namespace kevra_tool
 
