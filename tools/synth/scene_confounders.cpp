@@ -105,7 +105,10 @@ ObjectPainter::ObjectPainter(const MovingObject& object, int lines, int zones, i
 
 void ObjectPainter::paint(int line, double top, double left, std::vector<float>& content) const {
     const double rows = overlap(double(line), top, top + height_);
-    if (rows <= 0.0) return;
+    // Clamped in double: an object far outside the frame must not overflow an int.
+    const int first = int(std::clamp(std::floor(left), 0.0, double(columns_)));
+    const int end = int(std::clamp(std::ceil(left + width_), 0.0, double(columns_)));
+    if (rows <= 0.0 || first >= end) return;
     if (texture_) {
         // The texture travels with the box: down by whole lines and fractions,
         // across by whole colour cells.
@@ -114,7 +117,6 @@ void ObjectPainter::paint(int line, double top, double left, std::vector<float>&
         shift_line(row_, 2 * int(std::lround((left - left0_) / 2.0)), scratch_);
     }
     const float flat = object_.look == ObjectLook::Dark ? kDarkObject : kBrightObject;
-    const int first = std::max(0, int(std::floor(left))), end = std::min(columns_, int(std::ceil(left + width_)));
     for (int c = first; c < end; ++c) {
         const double cover = rows * overlap(double(c), left, left + width_);
         const double value = texture_ ? double(row_[size_t(c)]) : double(flat);
