@@ -55,7 +55,7 @@ const std::vector<std::string>& confounder_kinds() {
 }
 
 ConfounderPlan draw_confounder(uint64_t seed, SequenceBasics& b) {
-    Draw d(mix(seed ^ 0xC0F0C0F0C0F0C0F0ull));
+    Draw d(mix64(seed ^ 0xC0F0C0F0C0F0C0F0ull));
     ConfounderPlan c;
     double x = d.uniform(0.0, 1.0);
     size_t k = 0;

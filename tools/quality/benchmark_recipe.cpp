@@ -59,10 +59,10 @@ float benchmark_line_time(double fps) {
 }
 
 SequencePlan recipe_sequence(uint64_t seed, int index, const std::vector<std::string>& pictures) {
-    Draw d(mix(seed * 0x100000001b3ull + uint64_t(index)));
+    Draw d(mix64(seed * 0x100000001b3ull + uint64_t(index)));
     SequencePlan s;
     s.index = index;
-    s.seed = mix(seed ^ (uint64_t(index) << 20));
+    s.seed = mix64(seed ^ (uint64_t(index) << 20));
     s.mains = index % 2 == 0 ? 50 : 60;
     s.drift_hz = d.uniform(-0.1, 0.1);
     s.mains_phase_us = d.uniform(0.0, 1e6 / s.mains);

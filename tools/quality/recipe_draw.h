@@ -7,6 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "sensor_noise.h"
+
 namespace kevra_tool {
 
 class Draw {
@@ -21,14 +23,6 @@ public:
 private:
     std::mt19937_64 rng_;
 };
-
-// splitmix64's finaliser: neighbouring indices give unrelated seeds.
-inline uint64_t mix(uint64_t x) {
-    x += 0x9e3779b97f4a7c15ull;
-    x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ull;
-    x = (x ^ (x >> 27)) * 0x94d049bb133111ebull;
-    return x ^ (x >> 31);
-}
 
 }  // namespace kevra_tool
 

@@ -4,16 +4,10 @@
 #include <cmath>
 
 #include "input_error.h"
+#include "sensor_noise.h"
 
 namespace kevra_tool {
 namespace {
-
-uint64_t splitmix64(uint64_t x) {
-    x += 0x9E3779B97F4A7C15ull;
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    return x ^ (x >> 31);
-}
 
 double symmetric_unit(uint64_t bits) { return double(bits >> 11) * 0x1.0p-52 - 1.0; }  // [-1, 1)
 
@@ -77,10 +71,10 @@ double partial_lamp_ripple(const std::vector<double>& weights, int zone_width, d
 
 Displacement jitter(uint64_t seed, int n, double lines, double columns) {
     if (n == 0) return {};
-    const uint64_t h = splitmix64(seed ^ 0x6A09E667F3BCC909ull ^ splitmix64(uint64_t(n)));
+    const uint64_t h = mix64(seed ^ 0x6A09E667F3BCC909ull ^ mix64(uint64_t(n)));
     Displacement d;
     d.lines = lines * symmetric_unit(h);
-    d.columns = 2 * int(std::lround(columns * symmetric_unit(splitmix64(h)) / 2.0));
+    d.columns = 2 * int(std::lround(columns * symmetric_unit(mix64(h)) / 2.0));
     return d;
 }
 

@@ -223,13 +223,6 @@ double visible_ripple(const Scene& s, const SceneContent& sc, const FrameState& 
     return mean > 0.0 ? (hi - lo) / mean : 0.0;
 }
 
-uint64_t splitmix64(uint64_t x) {
-    x += 0x9E3779B97F4A7C15ull;
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    return x ^ (x >> 31);
-}
-
 // Frame n's start, ns after frame 0's.
 int64_t frame_offset_ns(int n, double fps) { return int64_t(std::llround(double(n) * 1e9 / fps)); }
 
@@ -324,7 +317,7 @@ void check_sequence(const Scene& s, const SequenceOptions& o) {
         if (!(o.brightness_step > 0.0 && o.brightness_step <= 100.0)) bad("--brightness-step", "expected a factor in (0, 100]");
     }
     if (!(o.jitter_lines >= 0.0 && o.jitter_lines <= 1e5 && o.jitter_columns >= 0.0 && o.jitter_columns <= 1e5))
-        bad("--jitter", "expected LINES,COLUMNS >= 0");
+        bad("--jitter", "expected LINES,COLUMNS in 0..100000");
     if ((o.jitter_lines > 0.0 || o.jitter_columns > 0.0) && !s.picture && !s.object)
         bad("--jitter", "shakes a picture or an object: give --scene or --object");
     const double span_ns = double(o.frames - 1) * 1e9 / o.fps;
@@ -354,7 +347,7 @@ void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::fu
     int64_t first = o.first_timestamp_ns;
     if (first < 0) {
         // Somewhere between 1000 s and 12 days into the clock, to the ns.
-        const uint64_t h = splitmix64(s.seed);
+        const uint64_t h = mix64(s.seed);
         first = int64_t(1000 + h % 1000000) * 1000000000 + int64_t((h >> 32) % 1000000000);
     }
     double ramp = 1.0;  // exposure_ramp^n
