@@ -41,6 +41,8 @@ SequenceRecord sequence_record(const SequencePlan& plan, const std::vector<Synth
     r.ripple_shift = ripple_shift(1.0 / plan.fps, plan.mains + plan.drift_hz);
     r.motion_lines = plan.motion_lines;
     r.daylight = plan.daylight;
+    r.confounder = plan.confounder.kind;
+    r.confounder_detail = confounder_detail(plan.confounder, kBenchmarkRows * kBenchmarkLinesPerRow, 6 * Scene{}.zone_width);
     r.visible_ripple = visible;
     for (size_t k = 0; k < frames.size(); ++k) {
         r.frame_ripple.push_back(frames[k].visible_ripple);

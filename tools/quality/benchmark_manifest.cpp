@@ -30,6 +30,8 @@ Json record_to_json(const SequenceRecord& r) {
     j["moving"] = r.moving();
     j["motion_lines"] = r.motion_lines;
     j["daylight"] = r.daylight;
+    j["confounder"] = r.confounder;
+    j["confounder_detail"] = r.confounder_detail;
     j["visible_ripple"] = r.visible_ripple;
     j["frame_ripple"] = r.frame_ripple;
     j["frames"] = r.frames;
@@ -98,6 +100,9 @@ Manifest read_manifest(const std::string& path) {
         r.ripple_shift = field<double>(s, "ripple_shift", path, where);
         r.motion_lines = field<double>(s, "motion_lines", path, where);
         r.daylight = field<double>(s, "daylight", path, where);
+        // Manifests from before confounders have none.
+        if (s.contains("confounder")) r.confounder = field<std::string>(s, "confounder", path, where);
+        if (s.contains("confounder_detail")) r.confounder_detail = field<std::string>(s, "confounder_detail", path, where);
         r.visible_ripple = field<double>(s, "visible_ripple", path, where);
         r.frame_ripple = field<std::vector<double>>(s, "frame_ripple", path, where);
         r.frames = field<std::vector<std::string>>(s, "frames", path, where);

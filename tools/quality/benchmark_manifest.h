@@ -27,6 +27,8 @@ struct SequenceRecord {
     double ripple_shift = 0.0;      // between consecutive frames, fraction of a period, 0..0.5
     double motion_lines = 0.0;
     double daylight = 0.0;
+    std::string confounder = "none";  // one of confounder_kinds()
+    std::string confounder_detail;
     double visible_ripple = 0.0;    // the largest of its frames'
     std::vector<double> frame_ripple;
     std::vector<std::string> frames;  // capture paths, relative to the manifest's directory

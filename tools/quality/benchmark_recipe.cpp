@@ -6,34 +6,13 @@
 #include <filesystem>
 #include <map>
 #include <memory>
-#include <random>
 
 #include "input_error.h"
 #include "picture.h"
+#include "recipe_draw.h"
 
 namespace kevra_tool {
 namespace {
-
-// Uniform draws from a 64-bit Mersenne Twister, spelled out so the recipe
-// is the same with every standard library.
-class Draw {
-public:
-    explicit Draw(uint64_t seed) : rng_(seed) {}
-    double uniform(double lo, double hi) { return lo + (hi - lo) * double(rng_() >> 11) * 0x1.0p-53; }
-    bool chance(double p) { return uniform(0.0, 1.0) < p; }
-    template <typename T>
-    const T& pick(const std::vector<T>& v) { return v[size_t(uniform(0.0, double(v.size())))]; }
-
-private:
-    std::mt19937_64 rng_;
-};
-
-uint64_t mix(uint64_t x) {  // splitmix64 finaliser: neighbouring indices give unrelated seeds
-    x += 0x9e3779b97f4a7c15ull;
-    x = (x ^ (x >> 30)) * 0xbf58476d1ce4e5b9ull;
-    x = (x ^ (x >> 27)) * 0x94d049bb133111ebull;
-    return x ^ (x >> 31);
-}
 
 // Whole numbers of ripple periods: no banding under that mains.
 double whole_period_exposure(Draw& d, int mains) {
@@ -80,10 +59,10 @@ float benchmark_line_time(double fps) {
 }
 
 SequencePlan recipe_sequence(uint64_t seed, int index, const std::vector<std::string>& pictures) {
-    Draw d(mix(seed * 0x100000001b3ull + uint64_t(index)));
+    Draw d(mix64(seed * 0x100000001b3ull + uint64_t(index)));
     SequencePlan s;
     s.index = index;
-    s.seed = mix(seed ^ (uint64_t(index) << 20));
+    s.seed = mix64(seed ^ (uint64_t(index) << 20));
     s.mains = index % 2 == 0 ? 50 : 60;
     s.drift_hz = d.uniform(-0.1, 0.1);
     s.mains_phase_us = d.uniform(0.0, 1e6 / s.mains);
@@ -116,6 +95,12 @@ SequencePlan recipe_sequence(uint64_t seed, int index, const std::vector<std::st
     s.motion_lines = d.chance(0.3) ? d.uniform(4.0, 48.0) * (d.chance(0.5) ? 1.0 : -1.0) : 0.0;
     if (s.picture == "uniform") s.motion_lines = 0.0;  // nothing to see move
     s.first_timestamp_ns = int64_t(d.uniform(1e8, 1.1e9));
+
+    SequenceBasics basics{s.picture, &pictures, s.exposure_us, s.fps, kBenchmarkFrames, kBenchmarkRows * kBenchmarkLinesPerRow};
+    s.confounder = draw_confounder(s.seed, basics);
+    s.picture = basics.picture;
+    if (s.confounder.kind == "pan") s.motion_lines = s.confounder.pan_lines;
+    if (s.confounder.kind == "ae-ramp") s.exposure_change_frame = -1, s.exposure_after_us = 0.0;
     return s;
 }
 
@@ -140,6 +125,10 @@ Scene sequence_scene(const SequencePlan& plan, const std::string& picture_dir) {
     scene.noise = 2.0;
     scene.full_well = 6000.0;
     scene.seed = plan.seed;
+    scene.lamp_coverage = plan.confounder.coverage;
+    scene.object = plan.confounder.object;
+    if (!plan.confounder.object_picture.empty())
+        scene.object->picture = cached_picture(picture_dir + "/" + plan.confounder.object_picture);
     return scene;
 }
 
@@ -151,6 +140,11 @@ SequenceOptions sequence_options(const SequencePlan& plan) {
     o.exposure_change_frame = plan.exposure_change_frame;
     o.exposure_after = float(plan.exposure_after_us);
     o.first_timestamp_ns = plan.first_timestamp_ns;
+    o.jitter_lines = plan.confounder.jitter_lines;
+    o.jitter_columns = plan.confounder.jitter_columns;
+    o.exposure_ramp = plan.confounder.exposure_ramp;
+    o.brightness_step_frame = plan.confounder.step_frame;
+    o.brightness_step = plan.confounder.step;
     return o;
 }
 

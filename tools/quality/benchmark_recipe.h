@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "benchmark_confounders.h"
 #include "scene_synthesis.h"
 
 namespace kevra_tool {
@@ -34,6 +35,7 @@ struct SequencePlan {
     double daylight = 0.0;           // share of steady light in the mean
     double motion_lines = 0.0;       // picture shift per frame, sensor lines
     int64_t first_timestamp_ns = 0;
+    ConfounderPlan confounder;
 };
 
 // Every lamp of the catalogue, once each, and "steady" if it has none by that name.

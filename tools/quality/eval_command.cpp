@@ -78,6 +78,7 @@ EvalResult evaluate(const EvalOptions& o, std::ostream& err, bool progress_wante
         }
         result.is_held_out.push_back(is_held_out(i, o.holdout));
         result.visible_ripple.push_back(r.visible_ripple);
+        result.confounder.push_back(r.confounder);
         result.held_out += result.is_held_out.back() ? 1 : 0;
         result.ambiguous += r.label == Truth::Ambiguous && result.is_held_out.back() ? 1 : 0;
     }
@@ -94,7 +95,12 @@ EvalResult evaluate(const EvalOptions& o, std::ostream& err, bool progress_wante
         for (size_t i = 0; i < outputs[m].size(); ++i) {
             const Answer a = mr.thresholded ? thresholded_answer(outputs[m][i], mr.threshold) : outputs[m][i].answer;
             mr.answers.push_back(a);
-            if (result.is_held_out[i]) add_answer(mr.held_out, manifest.sequences[i], a);
+            mr.frame_answers.push_back(frame_answers(outputs[m][i], mr.thresholded, mr.threshold));
+            if (!result.is_held_out[i]) continue;
+            add_answer(mr.held_out, manifest.sequences[i], a);
+            add_frame_answers(mr.every_frame, manifest.sequences[i], mr.frame_answers.back());
+            add_frame_answers(mr.every_frame_by_confounder[manifest.sequences[i].confounder], manifest.sequences[i],
+                              mr.frame_answers.back());
         }
         result.methods.push_back(std::move(mr));
     }

@@ -32,12 +32,14 @@ public:
         MethodOutput out;
         int votes[4] = {};
         for (const Capture& c : frames) {
-            out.answer = library_frame_answer(*detector_, c, tuning_);
-            ++votes[int(out.answer)];
+            Answer answer = library_frame_answer(*detector_, c, tuning_);
+            ++votes[int(answer)];
+            if (majority_)
+                for (int a = 0; a < 3; ++a)
+                    if (votes[a] > votes[int(answer)]) answer = Answer(a);
+            out.answer = answer;
+            out.frames.push_back({answer, 0.0, Answer::None});
         }
-        if (majority_)
-            for (int a = 0; a < 3; ++a)
-                if (votes[a] > votes[int(out.answer)]) out.answer = Answer(a);
         return out;
     }
 
@@ -94,10 +96,18 @@ std::array<double, 2> ripple_amplitudes(std::vector<double> x, double row_step_u
 
 double row_step_us(const Capture& c) { return double(c.parameter.line_time) * double(c.config.lines_per_row); }
 
-MethodOutput decide(const std::array<double, 2>& a) {
-    MethodOutput out;
+FrameOutput decide(const std::array<double, 2>& a) {
+    FrameOutput out;
     out.frequency = a[1] > a[0] ? Answer::Hz60 : Answer::Hz50;
     out.score = std::max(a[0], a[1]);
+    return out;
+}
+
+// The sequence's output is the last frame's.
+MethodOutput sequence_output(std::vector<FrameOutput>&& frames) {
+    MethodOutput out;
+    if (!frames.empty()) out.score = frames.back().score, out.frequency = frames.back().frequency;
+    out.frames = std::move(frames);
     return out;
 }
 
@@ -108,9 +118,9 @@ public:
     MethodOutput run(const std::vector<Capture>& frames) override {
         // Every frame, as a camera stack would run it (its cost is measured);
         // the sequence reports the last.
-        std::array<double, 2> a{};
-        for (const Capture& c : frames) a = ripple_amplitudes(row_profile(c), row_step_us(c));
-        return decide(a);
+        std::vector<FrameOutput> out;
+        for (const Capture& c : frames) out.push_back(decide(ripple_amplitudes(row_profile(c), row_step_us(c))));
+        return sequence_output(std::move(out));
     }
 };
 
@@ -121,6 +131,7 @@ public:
     MethodOutput run(const std::vector<Capture>& frames) override {
         std::array<double, 2> energy{};
         std::vector<double> previous;
+        std::vector<FrameOutput> out;
         int pairs = 0;
         for (const Capture& c : frames) {
             std::vector<double> p = row_profile(c);
@@ -132,10 +143,11 @@ public:
                 ++pairs;
             }
             previous = std::move(p);
+            std::array<double, 2> rms{};
+            for (int k = 0; k < 2 && pairs > 0; ++k) rms[size_t(k)] = std::sqrt(energy[size_t(k)] / pairs);
+            out.push_back(decide(rms));
         }
-        if (pairs > 0)
-            for (double& e : energy) e = std::sqrt(e / pairs);
-        return decide(energy);
+        return sequence_output(std::move(out));
     }
 };
 

@@ -17,12 +17,22 @@ enum class Answer { None, Hz50, Hz60, Unknown };
 
 std::string answer_name(Answer a);
 
+// What a method says after one frame.
+struct FrameOutput {
+    Answer answer = Answer::Unknown;
+    double score = 0.0;
+    Answer frequency = Answer::None;
+};
+
 struct MethodOutput {
     Answer answer = Answer::Unknown;
     // Thresholded methods: the answer is `frequency` when score exceeds the
     // threshold, else NONE; the threshold is chosen after all sequences ran.
     double score = 0.0;
     Answer frequency = Answer::None;
+    // The same after each frame, the last being the sequence's; empty when
+    // the method answers only at the end.
+    std::vector<FrameOutput> frames;
 };
 
 class Method {

@@ -101,6 +101,7 @@ void write_eval_text(std::ostream& out, const EvalResult& r) {
             }
             out << "\n";
         }
+        write_every_frame_text(out, m);
     }
 }
 
@@ -120,6 +121,7 @@ Json eval_to_json(const EvalResult& r) {
         jm["held_out"] = scores_to_json(m.held_out);
         jm["answers"] = Json::array();  // every sequence, in manifest order
         for (Answer a : m.answers) jm["answers"].push_back(answer_name(a));
+        jm["every_frame"] = every_frame_to_json(m);
         const Curve c = curve_of(r, m);
         jm["detection_by_ripple"] = Json::array();
         for (int b = 0; b < kBins; ++b)
@@ -144,7 +146,7 @@ std::string eval_plot_svg(const EvalResult& r) {
     s << t << "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n";
     s << "<text x=\"" << left << "\" y=\"28\" font-size=\"15\">Detection rate (answer 50 or 60) against visible ripple, held-out sequences</text>\n";
     // Visibility limit and the ambiguous band.
-    const double lo = std::log10(kVisibilityLimit / kAmbiguityFactor), hi = std::log10(kVisibilityLimit * kAmbiguityFactor);
+    const double lo = std::log10(kVisibilityLimit / kAmbiguityFactor), hi = std::log10(kVisibilityLimit);
     std::snprintf(t, sizeof t, "<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" fill=\"#eeeeee\"/>\n", x_of(lo), top, x_of(hi) - x_of(lo), ph);
     s << t;
     std::snprintf(t, sizeof t, "<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" stroke=\"#888\" stroke-dasharray=\"4 3\"/>\n",

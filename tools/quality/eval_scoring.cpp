@@ -85,7 +85,8 @@ std::vector<std::pair<std::string, std::string>> breakdown_keys(const SequenceRe
             {"ripple between frames", moved ? "moves (>= 5 %)" : "stands (< 5 %)"},
             {"camera", r.moving() ? "moving" : "still"},
             {"picture", r.picture},
-            {"daylight", r.daylight > 0.0 ? "mixed in" : "none"}};
+            {"daylight", r.daylight > 0.0 ? "mixed in" : "none"},
+            {"confounder", r.confounder}};
 }
 
 void add_answer(Scores& s, const SequenceRecord& r, Answer a) {
@@ -100,6 +101,10 @@ void add_answer(Scores& s, const SequenceRecord& r, Answer a) {
 }
 
 Answer thresholded_answer(const MethodOutput& o, double threshold) {
+    return o.score > threshold ? o.frequency : Answer::None;
+}
+
+Answer thresholded_answer(const FrameOutput& o, double threshold) {
     return o.score > threshold ? o.frequency : Answer::None;
 }
 

@@ -44,6 +44,7 @@ double choose_threshold(const std::vector<SequenceRecord>& records, const std::v
                         const std::vector<bool>& use);
 
 Answer thresholded_answer(const MethodOutput& output, double threshold);
+Answer thresholded_answer(const FrameOutput& output, double threshold);
 
 }  // namespace kevra_tool
 

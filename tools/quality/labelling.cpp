@@ -7,7 +7,7 @@ namespace kevra_tool {
 
 Truth label_for(double visible_ripple, int mains_frequency) {
     if (!(visible_ripple >= kVisibilityLimit / kAmbiguityFactor)) return Truth::None;
-    if (visible_ripple < kVisibilityLimit * kAmbiguityFactor) return Truth::Ambiguous;
+    if (visible_ripple < kVisibilityLimit) return Truth::Ambiguous;
     return mains_frequency == 60 ? Truth::Hz60 : Truth::Hz50;
 }
 

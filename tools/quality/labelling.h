@@ -12,7 +12,7 @@ enum class Truth { None, Hz50, Hz60, Ambiguous };
 // Peak-to-peak of the exposure-integrated light over a frame's lines, as a
 // share of its mean, below which banding is taken as invisible.
 constexpr double kVisibilityLimit = 0.015;
-// Ripples within this factor of the limit either way are left out of scores.
+// Ripples below the limit by less than this factor are left out of scores.
 constexpr double kAmbiguityFactor = 1.5;
 
 // The label of a sequence from the largest visible ripple of its frames and the

@@ -63,7 +63,28 @@ struct FrameState {
     float exposure_time = 0.0f;
     double electrons_scale = 1.0;  // gain making up for a shorter exposure
     uint64_t seed = 0;
+    int column_shift = 0;      // the picture's, right
+    double light_scale = 1.0;  // all light, after a brightness step
+    double object_top = 0.0, object_left = 0.0;
 };
+
+// What draws a scene's content, made once per scene.
+struct SceneContent {
+    std::unique_ptr<PictureSampler> picture;
+    std::unique_ptr<ObjectPainter> object;
+    std::vector<double> lamp_weights;  // empty: the lamp lights every column
+
+    explicit SceneContent(const Scene& s) {
+        const int lines = s.rows * s.lines_per_row;
+        if (s.picture) picture = std::make_unique<PictureSampler>(*s.picture, s.window, lines, 6, s.zone_width);
+        if (s.object) object = std::make_unique<ObjectPainter>(*s.object, lines, 6, s.zone_width);
+        if (s.lamp_coverage) lamp_weights = kevra_tool::lamp_weights(*s.lamp_coverage, 6 * s.zone_width);
+    }
+};
+
+bool confounded(const Scene& s, const FrameState& f) {
+    return s.object || s.lamp_coverage || f.column_shift != 0 || f.light_scale != 1.0;
+}
 
 // One zone's pixels of one line: draw each, round, clip, and add to the
 // words of its two channels (even columns first).
@@ -84,7 +105,26 @@ double line_light(const Scene& s, const FrameState& f, int line) {
                      double(f.exposure_time));
 }
 
-Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const FrameState& f) {
+// One line's pixel means under the confounders: the picture (or the zone
+// gains) shifted, the object over it, the lamp's light weighted per column.
+void confounded_means(const Scene& s, const SceneContent& sc, const FrameState& f, int line, double light,
+                      const double* channel_level, std::vector<float>& content, std::vector<float>& scratch,
+                      std::vector<double>& mean) {
+    if (sc.picture) sc.picture->line(line, f.shift, content.data());
+    else
+        for (size_t i = 0; i < content.size(); ++i) content[i] = float(s.zone_gain[i / size_t(s.zone_width)]);
+    shift_line(content, f.column_shift, scratch);
+    if (sc.object) sc.object->paint(line, f.object_top, f.object_left, content);
+    const int parity = line & 1;
+    for (size_t i = 0; i < content.size(); ++i) {
+        const int channel = 2 * parity + int((i % size_t(s.zone_width)) & 1);
+        const double lit = sc.lamp_weights.empty() ? light : 1.0 + sc.lamp_weights[i] * (light - 1.0);
+        mean[i] = channel_level[channel] * double(content[i]) * lit * f.light_scale;
+    }
+}
+
+Capture synthesize_frame(const Scene& s, const SceneContent& sc, const FrameState& f) {
+    const PictureSampler* sampler = sc.picture.get();
     Capture c;
     c.parameter = default_parameter();
     c.parameter.row_num = s.rows;
@@ -124,7 +164,8 @@ Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const Fr
         for (int z = 0; z < 6; ++z) zone_level[z][ch] = s.level * s.zone_gain[size_t(z)] * s.channel_gain[size_t(ch)];
     }
     const size_t columns = size_t(6 * s.zone_width);
-    std::vector<float> content(sampler ? columns : 0);
+    const bool confounders = confounded(s, f);
+    std::vector<float> content(sampler || confounders ? columns : 0), scratch;
     std::vector<double> mean(columns);
 
     c.sum_stream.assign(size_t(s.rows) * 24, 0);
@@ -135,12 +176,16 @@ Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const Fr
             const int line = r * s.lines_per_row + l;
             const int parity = line & 1;
             const double light = line_light(s, f, line);
-            if (sampler) sampler->line(line, f.shift, content.data());
-            for (int z = 0; z < 6; ++z) {
-                for (int x = 0; x < s.zone_width; ++x) {
-                    const int channel = 2 * parity + (x & 1);
-                    const size_t i = size_t(z * s.zone_width + x);
-                    mean[i] = sampler ? channel_level[channel] * double(content[i]) * light : zone_level[z][channel] * light;
+            if (confounders) {
+                confounded_means(s, sc, f, line, light, channel_level, content, scratch, mean);
+            } else {
+                if (sampler) sampler->line(line, f.shift, content.data());
+                for (int z = 0; z < 6; ++z) {
+                    for (int x = 0; x < s.zone_width; ++x) {
+                        const int channel = 2 * parity + (x & 1);
+                        const size_t i = size_t(z * s.zone_width + x);
+                        mean[i] = sampler ? channel_level[channel] * double(content[i]) * light : zone_level[z][channel] * light;
+                    }
                 }
             }
             for (int z = 0; z < 6; ++z) {
@@ -163,7 +208,7 @@ Capture synthesize_frame(const Scene& s, const PictureSampler* sampler, const Fr
     return c;
 }
 
-double visible_ripple(const Scene& s, const FrameState& f) {
+double visible_ripple(const Scene& s, const SceneContent& sc, const FrameState& f) {
     const int lines = s.rows * s.lines_per_row;
     if (lines == 0) return 0.0;
     double lo = std::numeric_limits<double>::infinity(), hi = -lo, total = 0.0;
@@ -174,18 +219,27 @@ double visible_ripple(const Scene& s, const FrameState& f) {
         total += light;
     }
     const double mean = total / lines;
+    if (!sc.lamp_weights.empty()) return partial_lamp_ripple(sc.lamp_weights, s.zone_width, lo, hi, mean);
     return mean > 0.0 ? (hi - lo) / mean : 0.0;
-}
-
-uint64_t splitmix64(uint64_t x) {
-    x += 0x9E3779B97F4A7C15ull;
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
-    return x ^ (x >> 31);
 }
 
 // Frame n's start, ns after frame 0's.
 int64_t frame_offset_ns(int n, double fps) { return int64_t(std::llround(double(n) * 1e9 / fps)); }
+
+// Frame n's shake, brightness and object position.
+void place_confounders(const Scene& s, const SequenceOptions& o, const SceneContent& content, int n, FrameState& f) {
+    Displacement shake;
+    if (o.jitter_lines > 0.0 || o.jitter_columns > 0.0) {
+        shake = jitter(s.seed, n, o.jitter_lines, o.jitter_columns);
+        f.shift += shake.lines;
+        f.column_shift = shake.columns;
+    }
+    if (o.brightness_step_frame >= 0 && n >= o.brightness_step_frame) f.light_scale = o.brightness_step;
+    if (content.object) {
+        f.object_top = content.object->top0() + s.object->lines_per_frame * n + shake.lines;
+        f.object_left = content.object->left0() + s.object->columns_per_frame * n + shake.columns;
+    }
+}
 
 }  // namespace
 
@@ -230,6 +284,8 @@ void check_scene(const Scene& s) {
         if (!(g >= 0.0 && std::isfinite(g))) bad("--channel-gain", "expected four values >= 0");
     for (int z : s.empty_zones)
         if (z < 0 || z > 5) bad("--empty-zones", "expected zone numbers 0..5");
+    if (s.lamp_coverage) check_lamp_coverage(*s.lamp_coverage);
+    if (s.object) check_object(*s.object);
     // Channels alternate by line and by column (a 2x2 colour pattern), so one
     // sample holds at most ceil(lines/2) x ceil(width/2) pixels.
     const uint64_t pixels = uint64_t(s.lines_per_row + 1) / 2 * (uint64_t(s.zone_width + 1) / 2);
@@ -252,6 +308,18 @@ void check_sequence(const Scene& s, const SequenceOptions& o) {
         if (s.full_well > 0.0 && s.exposure_time > 0.0f && o.exposure_after == 0.0f)
             bad("--exposure-change", "a zero exposure collects no electrons");
     }
+    if (!(o.exposure_ramp >= 0.5 && o.exposure_ramp <= 2.0)) bad("--exposure-ramp", "expected a factor per frame in 0.5..2");
+    if (o.exposure_ramp != 1.0 && o.exposure_change_frame != -1)
+        bad("--exposure-ramp", "give either a ramp or --exposure-change, not both");
+    if (o.brightness_step_frame != -1) {
+        if (o.brightness_step_frame < 1 || o.brightness_step_frame >= o.frames)
+            bad("--brightness-step", "expected a frame 1.." + std::to_string(o.frames - 1));
+        if (!(o.brightness_step > 0.0 && o.brightness_step <= 100.0)) bad("--brightness-step", "expected a factor in (0, 100]");
+    }
+    if (!(o.jitter_lines >= 0.0 && o.jitter_lines <= 1e5 && o.jitter_columns >= 0.0 && o.jitter_columns <= 1e5))
+        bad("--jitter", "expected LINES,COLUMNS in 0..100000");
+    if ((o.jitter_lines > 0.0 || o.jitter_columns > 0.0) && !s.picture && !s.object)
+        bad("--jitter", "shakes a picture or an object: give --scene or --object");
     const double span_ns = double(o.frames - 1) * 1e9 / o.fps;
     if (o.first_timestamp_ns >= 0 && double(o.first_timestamp_ns) + span_ns > 9.2e18)
         bad("--timestamp", "the last frame's timestamp would overflow");
@@ -264,26 +332,26 @@ double lamp_mean(const Scene& s, double start, double duration) {
 
 Capture synthesize(const Scene& s) {
     check_scene(s);
-    std::unique_ptr<PictureSampler> sampler;
-    if (s.picture) sampler = std::make_unique<PictureSampler>(*s.picture, s.window, s.rows * s.lines_per_row, 6, s.zone_width);
+    const SceneContent content(s);
     FrameState f;
     f.exposure_time = s.exposure_time;
     f.seed = s.seed;
-    return synthesize_frame(s, sampler.get(), f);
+    if (content.object) f.object_top = content.object->top0(), f.object_left = content.object->left0();
+    return synthesize_frame(s, content, f);
 }
 
 void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::function<void(int, SynthFrame&&)>& each) {
     check_scene(s);
     check_sequence(s, o);
-    std::unique_ptr<PictureSampler> sampler;
-    if (s.picture) sampler = std::make_unique<PictureSampler>(*s.picture, s.window, s.rows * s.lines_per_row, 6, s.zone_width);
+    const SceneContent content(s);
     int64_t first = o.first_timestamp_ns;
     if (first < 0) {
         // Somewhere between 1000 s and 12 days into the clock, to the ns.
-        const uint64_t h = splitmix64(s.seed);
+        const uint64_t h = mix64(s.seed);
         first = int64_t(1000 + h % 1000000) * 1000000000 + int64_t((h >> 32) % 1000000000);
     }
-    for (int n = 0; n < o.frames; ++n) {
+    double ramp = 1.0;  // exposure_ramp^n
+    for (int n = 0; n < o.frames; ++n, ramp *= o.exposure_ramp) {
         FrameState f;
         const int64_t offset = frame_offset_ns(n, o.fps);
         f.time_offset = double(offset) * 1e-3;
@@ -291,8 +359,13 @@ void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::fu
         const bool changed = o.exposure_change_frame >= 0 && n >= o.exposure_change_frame;
         f.exposure_time = changed ? o.exposure_after : s.exposure_time;
         if (changed && s.exposure_time > 0.0f) f.electrons_scale = double(o.exposure_after) / double(s.exposure_time);
+        if (o.exposure_ramp != 1.0) {
+            f.exposure_time = float(double(s.exposure_time) * ramp);
+            f.electrons_scale = ramp;
+        }
         f.seed = s.seed + uint64_t(n) * kFrameSeedStep;
-        SynthFrame frame{synthesize_frame(s, sampler.get(), f), visible_ripple(s, f)};
+        place_confounders(s, o, content, n, f);
+        SynthFrame frame{synthesize_frame(s, content, f), visible_ripple(s, content, f)};
         frame.capture.timestamp_ns = first + offset;
         each(n, std::move(frame));
     }

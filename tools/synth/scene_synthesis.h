@@ -13,6 +13,7 @@
 #include "capture.h"
 #include "lamp_catalogue.h"
 #include "picture.h"
+#include "scene_confounders.h"
 
 namespace kevra_tool {
 
@@ -25,6 +26,7 @@ struct Scene {
     std::vector<double> harmonics;  // empty: rectified sine; else amplitudes at 2, 4 and 6 x mains
     std::optional<Lamp> lamp;       // when set, replaces depth and harmonics
     double daylight = 0.0;          // share of steady light mixed into the lamp's, 0..1
+    std::optional<LampCoverage> lamp_coverage;  // unset: the lamp lights every column
 
     // Sensor timing and statistics geometry.
     float exposure_time = 4000.0f;  // us
@@ -41,6 +43,7 @@ struct Scene {
     std::shared_ptr<const Picture> picture;
     std::array<double, 4> window{0.0, 0.0, 1.0, 1.0};
     std::array<double, 6> zone_gain{0.85, 1.0, 1.15, 1.1, 0.95, 0.8};  // without a picture
+    std::optional<MovingObject> object;  // over the picture or the zone gains
 
     // Sensor. A pixel's mean is level x content x channel_gain x light, where
     // content is zone_gain, or the picture divided by its mean over all
@@ -62,6 +65,17 @@ struct SequenceOptions {
     // level stays, the gain making up for it (fewer electrons per value).
     int exposure_change_frame = -1;
     float exposure_after = 0.0f;
+    // Auto-exposure creeping: frame n's exposure is exposure_ramp^n times
+    // frame 0's, the gain keeping the level. Not with exposure_change_frame.
+    double exposure_ramp = 1.0;
+    // From this frame on all light, lamp and daylight, is brightness_step
+    // times brighter (a door opens, a cloud passes).
+    int brightness_step_frame = -1;
+    double brightness_step = 1.0;
+    // Handheld shake: frame n > 0 is displaced from frame 0 by up to this
+    // many lines and columns either way, drawn from the scene's seed.
+    double jitter_lines = 0.0;
+    double jitter_columns = 0.0;
     // Start of frame 0's line 0 exposure on a monotonic clock; < 0: a large
     // value derived from the scene's seed. Frame n starts n / fps later.
     int64_t first_timestamp_ns = -1;
@@ -71,7 +85,7 @@ struct SynthFrame {
     Capture capture;  // capture.timestamp_ns set
     // Peak-to-peak of the exposure-integrated lamp light over the frame's
     // sensor lines, divided by its mean: what the rows would show without
-    // picture and noise.
+    // picture and noise; under a partial lamp, that of the most lit zone.
     double visible_ripple = 0.0;
 };
 

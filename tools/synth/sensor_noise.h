@@ -8,6 +8,15 @@
 
 namespace kevra_tool {
 
+// splitmix64's output for state x: neighbouring states give unrelated values,
+// so seeds and indices combine into independent streams.
+inline uint64_t mix64(uint64_t x) {
+    x += 0x9E3779B97F4A7C15ull;
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ull;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EBull;
+    return x ^ (x >> 31);
+}
+
 // Box-Muller over a 64-bit Mersenne Twister: the generator of the first
 // synthetic captures, kept so that their scenes reproduce bit for bit.
 class BoxMullerNormal {

@@ -95,6 +95,7 @@ void add_synth_options(CLI::App& synth, SynthOptions& o, bool output_required) {
         ->capture_default_str();
     synth.add_option("--exposure-change", o.exposure_change,
                      "FRAME:US: from that frame on the exposure is US (auto-exposure; level kept by gain)");
+    add_confounder_options(synth, o.confounders, q);
     synth.add_option("--timestamp", q.first_timestamp_ns,
                      "Timestamp of frame 0, ns on a monotonic clock (default: a large value from the seed)");
 }
@@ -153,6 +154,7 @@ void finish_synth_options(const CLI::App& app, SynthOptions& o) {
     }
     if (app.count("--timestamp") > 0 && o.sequence.first_timestamp_ns < 0)
         bad("--timestamp", "expected a time >= 0 ns");
+    finish_confounder_options(app, o.confounders, s, o.sequence);
     check_scene(s);
     if (o.picture.empty()) {
         check_sequence(s, o.sequence);

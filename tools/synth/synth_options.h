@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "scene_synthesis.h"
+#include "synth_confounder_options.h"
 
 namespace CLI {
 class App;
@@ -22,6 +23,7 @@ struct SynthOptions {
     bool steady = false;
     std::vector<double> zone_gain, channel_gain, window;
     std::string picture, lamp, sensor_mode, exposure_change;
+    ConfounderOptions confounders;
 };
 
 // Adds the options to synth, filling o when it is parsed.

@@ -12,6 +12,7 @@
 #include "lamp_catalogue.h"
 #include "default_tuning.h"
 #include "detection.h"
+#include "eval_every_frame.h"
 #include "eval_scoring.h"
 #include "json_values.h"
 #include "labelling.h"
@@ -48,11 +49,11 @@ TEST(Labelling, WholeRipplePeriodsAndSteadyLightAreNoneAVisibleRippleIsItsMains)
         SCOPED_TRACE(testing::Message() << c.mains << " Hz, depth " << c.depth << ", " << c.exposure_us << " us");
         EXPECT_EQ(kevra_tool::label_for(visible_ripple(c.mains, c.depth, c.exposure_us), int(c.mains)), c.label);
     }
-    // The band of a factor 1.5 around the limit is left out either way.
+    // Ripples from the limit / 1.5 up to the limit are left out.
     EXPECT_EQ(kevra_tool::label_for(0.0099, 50), Truth::None);
     EXPECT_EQ(kevra_tool::label_for(0.0101, 50), Truth::Ambiguous);
-    EXPECT_EQ(kevra_tool::label_for(0.0224, 60), Truth::Ambiguous);
-    EXPECT_EQ(kevra_tool::label_for(0.0226, 60), Truth::Hz60);
+    EXPECT_EQ(kevra_tool::label_for(0.0149, 60), Truth::Ambiguous);
+    EXPECT_EQ(kevra_tool::label_for(0.0151, 60), Truth::Hz60);
     EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 30.0, 60.0), 0.0, 1e-9);   // 4 periods: stands
     EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 30.0, 50.0), 1.0 / 3.0, 1e-9);  // 3 1/3 periods
     EXPECT_NEAR(kevra_tool::ripple_shift(1.0 / 29.97, 60.0), 0.004, 1e-3);
@@ -84,6 +85,39 @@ TEST(Scoring, ConfusionMatrixAndRatesOnAHandMadeSet) {
     EXPECT_DOUBLE_EQ(s.miss_rate(), 2.0 / 5.0);
     EXPECT_EQ(s.by["lamp"]["steady"].total, 3);
     EXPECT_EQ(s.by["lamp"]["lamp"].correct, 2);
+}
+
+// From the fourth frame on, any wrong answer counts, wherever it falls; NONE
+// is wrong only on a frame that shows its ripple, UNKNOWN never.
+TEST(Scoring, EveryFrameCountsAWrongAnswerPartWay) {
+    using A = Answer;
+    const struct {
+        Truth label;
+        std::vector<double> ripple;
+        std::vector<A> answers;
+        int wrong_somewhere, wrong_last, false_flicker, wrong_frequency, missed;
+    } cases[] = {
+        {Truth::Hz50, {.05, .05, .05, .05, .05, .05}, {A::Hz60, A::Hz50, A::Hz50, A::Hz60, A::Hz50, A::Hz50}, 1, 0, 0, 1, 0},
+        {Truth::None, {0, 0, 0, 0, 0, 0}, {A::None, A::None, A::None, A::None, A::Hz50, A::None}, 1, 0, 1, 0, 0},
+        {Truth::Hz60, {.05, .05, .05, .05, .001, .001}, {A::Hz60, A::Hz60, A::Hz60, A::Unknown, A::None, A::None}, 0, 0, 0, 0, 0},
+        {Truth::Hz60, {.05, .05, .05, .05, .05, .05}, {A::Hz60, A::Hz60, A::Hz60, A::Hz60, A::Hz60, A::None}, 1, 1, 0, 0, 1},
+        {Truth::Ambiguous, {.012, .012, .012, .012, .012, .012}, {A::Hz50, A::Hz50, A::Hz50, A::Hz50, A::Hz50, A::Hz50}, 0, 0, 0, 0, 0},
+    };
+    for (const auto& c : cases) {
+        kevra_tool::SequenceRecord r;
+        r.label = c.label;
+        r.frame_ripple = c.ripple;
+        r.frames.resize(6);
+        kevra_tool::EveryFrameScores s;
+        add_frame_answers(s, r, c.answers);
+        EXPECT_EQ(s.sequences, c.label == Truth::Ambiguous ? 0 : 1);
+        EXPECT_EQ(s.frames, c.label == Truth::Ambiguous ? 0 : 3);
+        EXPECT_EQ(s.wrong_somewhere, c.wrong_somewhere);
+        EXPECT_EQ(s.wrong_last, c.wrong_last);
+        EXPECT_EQ(s.false_flicker, c.false_flicker);
+        EXPECT_EQ(s.wrong_frequency, c.wrong_frequency);
+        EXPECT_EQ(s.missed, c.missed);
+    }
 }
 
 TEST(Tuning, ThresholdChoiceAndSearchFindAPlantedBoundary) {
@@ -196,6 +230,8 @@ TEST(Benchmark, RegeneratesBitForBitAndEvaluatesEndToEnd) {
         for (const auto& [truth, answers] : m["held_out"]["confusion"].items())
             for (const auto& [answer, n] : answers.items()) scored += n.get<int>();
         EXPECT_EQ(scored, m["held_out"]["scored"].get<int>()) << m["name"];
+        EXPECT_EQ(m["every_frame"]["answers"].size(), 4u) << m["name"];
+        EXPECT_EQ(m["every_frame"]["answers"][0].size(), 6u) << m["name"];
     }
 }
 

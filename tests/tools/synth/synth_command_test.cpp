@@ -33,6 +33,12 @@ TEST(SynthCommand, RefusesBadSceneAndSequenceOptions) {
         {{"--window", "0,0,1,1"}, "synth: --window: chooses part of a picture"},
         {{"--scene", "x.png", "--zone-gain", "1,1,1,1,1,1"}, "synth: --zone-gain: is the scene without a picture"},
         {{"--timestamp", "-5"}, "synth: --timestamp: expected a time >= 0 ns"},
+        {{"--lamp-columns", "0.5,0.2"}, "synth: --lamp-columns: expected LEFT,RIGHT fractions"},
+        {{"--object", "0.9,0,0.2,0.2"}, "synth: --object: expected x,y,width,height as fractions of the frame"},
+        {{"--object-motion", "10"}, "synth: --object-motion: moves an object: give --object"},
+        {{"--jitter", "5"}, "synth: --jitter: shakes a picture or an object"},
+        {{"--frames", "3", "--brightness-step", "0:2"}, "synth: --brightness-step: expected a frame 1..2"},
+        {{"--frames", "3", "--exposure-ramp", "1.1", "--exposure-change", "1:100"}, "synth: --exposure-ramp: give either"},
         {{"--no-such-option"}, "synth: The following argument was not expected: --no-such-option"},
     };
     for (const auto& c : cases) {
