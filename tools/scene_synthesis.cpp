@@ -56,15 +56,6 @@ const std::vector<SensorMode> kSensorModes = {
     {"3072-line", "the default geometry: 3072 lines of 10 us, 12 lines per row (256 rows)", 3072, 10.0f, 12},
 };
 
-// Everything that changes from one frame of a sequence to the next.
-struct FrameState {
-    double time_offset = 0.0;  // us since frame 0
-    double shift = 0.0;        // lines the picture has moved down
-    float exposure_time = 0.0f;
-    double electrons_scale = 1.0;  // gain making up for a shorter exposure
-    uint64_t seed = 0;
-};
-
 // One zone's pixels of one line: draw each, round, clip, and add to the
 // words of its two channels (even columns first).
 template <class Draw>
@@ -264,25 +255,36 @@ double lamp_mean(const Scene& s, double start, double duration) {
 
 Capture synthesize(const Scene& s) {
     check_scene(s);
-    std::unique_ptr<PictureSampler> sampler;
-    if (s.picture) sampler = std::make_unique<PictureSampler>(*s.picture, s.window, s.rows * s.lines_per_row, 6, s.zone_width);
+    const std::unique_ptr<PictureSampler> sampler = picture_sampler(s);
     FrameState f;
     f.exposure_time = s.exposure_time;
     f.seed = s.seed;
     return synthesize_frame(s, sampler.get(), f);
 }
 
+uint64_t frame_seed(const Scene& s, int n) { return s.seed + uint64_t(n) * kFrameSeedStep; }
+
+int64_t first_timestamp_ns(const Scene& s, const SequenceOptions& o) {
+    if (o.first_timestamp_ns >= 0) return o.first_timestamp_ns;
+    // Somewhere between 1000 s and 12 days into the clock, to the ns.
+    const uint64_t h = splitmix64(s.seed);
+    return int64_t(1000 + h % 1000000) * 1000000000 + int64_t((h >> 32) % 1000000000);
+}
+
+std::unique_ptr<PictureSampler> picture_sampler(const Scene& s) {
+    if (!s.picture) return nullptr;
+    return std::make_unique<PictureSampler>(*s.picture, s.window, s.rows * s.lines_per_row, 6, s.zone_width);
+}
+
+SynthFrame synthesize_state(const Scene& s, const PictureSampler* sampler, const FrameState& f) {
+    return SynthFrame{synthesize_frame(s, sampler, f), visible_ripple(s, f)};
+}
+
 void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::function<void(int, SynthFrame&&)>& each) {
     check_scene(s);
     check_sequence(s, o);
-    std::unique_ptr<PictureSampler> sampler;
-    if (s.picture) sampler = std::make_unique<PictureSampler>(*s.picture, s.window, s.rows * s.lines_per_row, 6, s.zone_width);
-    int64_t first = o.first_timestamp_ns;
-    if (first < 0) {
-        // Somewhere between 1000 s and 12 days into the clock, to the ns.
-        const uint64_t h = splitmix64(s.seed);
-        first = int64_t(1000 + h % 1000000) * 1000000000 + int64_t((h >> 32) % 1000000000);
-    }
+    const std::unique_ptr<PictureSampler> sampler = picture_sampler(s);
+    const int64_t first = first_timestamp_ns(s, o);
     for (int n = 0; n < o.frames; ++n) {
         FrameState f;
         const int64_t offset = frame_offset_ns(n, o.fps);
@@ -291,8 +293,8 @@ void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::fu
         const bool changed = o.exposure_change_frame >= 0 && n >= o.exposure_change_frame;
         f.exposure_time = changed ? o.exposure_after : s.exposure_time;
         if (changed && s.exposure_time > 0.0f) f.electrons_scale = double(o.exposure_after) / double(s.exposure_time);
-        f.seed = s.seed + uint64_t(n) * kFrameSeedStep;
-        SynthFrame frame{synthesize_frame(s, sampler.get(), f), visible_ripple(s, f)};
+        f.seed = frame_seed(s, n);
+        SynthFrame frame = synthesize_state(s, sampler.get(), f);
         frame.capture.timestamp_ns = first + offset;
         each(n, std::move(frame));
     }

@@ -12,16 +12,6 @@
 
 namespace kevra_tool {
 
-struct SynthOptions {
-    Scene scene;
-    SequenceOptions sequence;
-    std::string output;
-    bool binary = false;
-    bool steady = false;
-    std::vector<double> zone_gain, channel_gain, window;
-    std::string picture, lamp, sensor_mode, exposure_change;
-};
-
 namespace {
 
 [[noreturn]] void bad(const std::string& option, const std::string& problem) {
@@ -53,12 +43,28 @@ std::string mode_help() {
 }
 
 void add_options(CLI::App& synth, SynthOptions& o, bool output_required) {
-    Scene& s = o.scene;
-    SequenceOptions& q = o.sequence;
     CLI::Option* output = synth.add_option(
         "-o,--output", o.output, "Capture file to write; with --frames N > 1, FILE-0001.json ... FILE-000N.json");
     if (output_required) output->required();
     synth.add_flag("--binary", o.binary, "Write the streams as little-endian uint32 dumps beside the capture");
+    add_scene_options(synth, o);
+}
+
+std::vector<std::string> written_files(const std::string& json_path, bool binary) {
+    std::vector<std::string> files{json_path};
+    if (binary) {
+        const std::filesystem::path p(json_path);
+        files.push_back((p.parent_path() / (p.stem().string() + ".sum.bin")).string());
+        files.push_back((p.parent_path() / (p.stem().string() + ".count.bin")).string());
+    }
+    return files;
+}
+
+}  // namespace
+
+void add_scene_options(CLI::App& synth, SynthOptions& o) {
+    Scene& s = o.scene;
+    SequenceOptions& q = o.sequence;
     synth.add_option("--mains", s.mains_frequency, "Mains frequency, Hz (the light ripples at twice this)")
         ->capture_default_str();
     synth.add_option("--mains-drift", s.mains_drift,
@@ -112,8 +118,7 @@ void add_options(CLI::App& synth, SynthOptions& o, bool output_required) {
                      "Timestamp of frame 0, ns on a monotonic clock (default: a large value from the seed)");
 }
 
-// Checks and completes the parsed options; reads the picture last.
-void finish(const CLI::App& app, SynthOptions& o) {
+void finish_scene_options(const CLI::App& app, SynthOptions& o) {
     Scene& s = o.scene;
     if (!o.zone_gain.empty()) {
         if (o.zone_gain.size() != 6) bad("--zone-gain", "expected six values");
@@ -176,18 +181,6 @@ void finish(const CLI::App& app, SynthOptions& o) {
     check_sequence(s, o.sequence);
 }
 
-std::vector<std::string> written_files(const std::string& json_path, bool binary) {
-    std::vector<std::string> files{json_path};
-    if (binary) {
-        const std::filesystem::path p(json_path);
-        files.push_back((p.parent_path() / (p.stem().string() + ".sum.bin")).string());
-        files.push_back((p.parent_path() / (p.stem().string() + ".count.bin")).string());
-    }
-    return files;
-}
-
-}  // namespace
-
 
 SynthCommand::SynthCommand(CLI::App& app) : options_(std::make_unique<SynthOptions>()) {
     subcommand_ = app.add_subcommand("synth", "Write captures of a synthetic rolling-shutter scene or frame sequence");
@@ -201,7 +194,7 @@ int SynthCommand::run(std::ostream& err, bool progress_wanted) const {
     std::vector<std::string> written;
     Progress progress(err, progress_wanted && o.sequence.frames > 1);
     try {
-        finish(*subcommand_, o);
+        finish_scene_options(*subcommand_, o);
         const size_t count = size_t(o.sequence.frames);
         const StreamStorage storage = o.binary ? StreamStorage::Binary : StreamStorage::Inline;
         synthesize_sequence(o.scene, o.sequence, [&](int n, SynthFrame&& frame) {
@@ -235,7 +228,7 @@ std::vector<SynthFrame> synth_from_arguments(const std::vector<std::string>& arg
     } catch (const CLI::ParseError& e) {
         throw InputError("synth", "", e.what());
     }
-    finish(app, o);
+    finish_scene_options(app, o);
     return synthesize_sequence(o.scene, o.sequence);
 }
 

@@ -16,7 +16,22 @@ class App;
 
 namespace kevra_tool {
 
-struct SynthOptions;  // the parsed options (synth_command.cpp)
+struct SynthOptions {
+    Scene scene;
+    SequenceOptions sequence;
+    std::string output;
+    bool binary = false;
+    bool steady = false;
+    std::vector<double> zone_gain, channel_gain, window;
+    std::string picture, lamp, sensor_mode, exposure_change;
+};
+
+// The scene and sequence options (all but -o/--output and --binary), for
+// commands that run a synthetic scene their own way; after app.parse,
+// finish_scene_options checks and completes them and reads the picture last.
+// Throws InputError.
+void add_scene_options(CLI::App& app, SynthOptions& options);
+void finish_scene_options(const CLI::App& app, SynthOptions& options);
 
 // Adds the `synth` subcommand and its options to app.
 class SynthCommand {
