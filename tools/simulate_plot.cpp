@@ -1,6 +1,7 @@
 #include "simulate_plot.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <functional>
 #include <sstream>
@@ -59,6 +60,7 @@ public:
     void panel(std::ostream& svg, double top, const Series& s, double floor_value) const {
         double lo = floor_value, hi = floor_value;
         for (const CameraFrame& f : frames_) {
+            if (std::isnan(s.value(f))) continue;
             lo = std::min(lo, s.value(f));
             hi = std::max(hi, s.value(f));
         }
@@ -71,10 +73,12 @@ public:
         for (double v : {lo, hi})
             svg << "<text x='" << kLeft - 6 << "' y='" << num(y(v) + 4) << "' text-anchor='end'>" << num(v) << "</text>\n";
         svg << "<polyline fill='none' stroke='" << s.colour << "' stroke-width='1.5' points='";
-        for (size_t i = 0; i < frames_.size(); ++i) svg << num(x(i)) << "," << num(y(s.value(frames_[i]))) << " ";
+        for (size_t i = 0; i < frames_.size(); ++i)
+            if (!std::isnan(s.value(frames_[i]))) svg << num(x(i)) << "," << num(y(s.value(frames_[i]))) << " ";
         svg << "'/>\n";
         for (size_t i = 0; i < frames_.size(); ++i)
-            svg << "<circle cx='" << num(x(i)) << "' cy='" << num(y(s.value(frames_[i]))) << "' r='2.5' fill='" << s.colour
+            if (!std::isnan(s.value(frames_[i])))
+                svg << "<circle cx='" << num(x(i)) << "' cy='" << num(y(s.value(frames_[i]))) << "' r='2.5' fill='" << s.colour
                 << "'/>\n";
     }
 
@@ -88,7 +92,9 @@ private:
 std::string simulate_plot_svg(const std::vector<CameraFrame>& frames, double fps) {
     const Series series[] = {
         {"exposure, us", [](const CameraFrame& f) { return double(f.exposure_us); }, "#3b6ea8"},
-        {"frame interval, ms (nominal at the bottom)", [](const CameraFrame& f) { return f.interval_ms; }, "#8a5a00"},
+        // The first frame has no interval before it.
+        {"frame interval, ms (nominal at the bottom)",
+         [](const CameraFrame& f) { return f.index == 0 ? std::nan("") : f.interval_ms; }, "#8a5a00"},
         {"visible ripple, % peak to peak", [](const CameraFrame& f) { return 100.0 * f.visible_ripple; }, "#d1495b"},
     };
     const double floors[] = {0.0, 1e3 / fps, 0.0};

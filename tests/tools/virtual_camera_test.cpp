@@ -117,7 +117,7 @@ TEST(VirtualCamera, LampSwitchedOnShowsItsRippleFromThatFrameOnly) {
     for (const CameraFrame& f : frames) {
         EXPECT_EQ(f.lamp_lit, f.index >= 3);
         if (f.index < 3) EXPECT_EQ(f.visible_ripple, 0.0);
-        else EXPECT_GT(f.visible_ripple, 0.1);
+        else EXPECT_GT(f.visible_ripple, 0.01);
     }
 }
 
