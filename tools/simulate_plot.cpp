@@ -34,8 +34,10 @@ std::string num(double v) {
 
 struct Series {
     const char* title;
-    std::function<double(const CameraFrame&)> value;
+    std::function<double(const CameraFrame&)> value;  // NaN: no point
     const char* colour;
+    double floor;     // the axis reaches down to this at least
+    double min_span;  // nanosecond rounding of nominal intervals is no feature
 };
 
 class Plot {
@@ -57,15 +59,14 @@ public:
         }
     }
 
-    void panel(std::ostream& svg, double top, const Series& s, double floor_value) const {
-        double lo = floor_value, hi = floor_value;
+    void panel(std::ostream& svg, double top, const Series& s) const {
+        double lo = s.floor, hi = s.floor;
         for (const CameraFrame& f : frames_) {
             if (std::isnan(s.value(f))) continue;
             lo = std::min(lo, s.value(f));
             hi = std::max(hi, s.value(f));
         }
-        if (hi <= lo) hi = lo + 1.0;
-        hi += 0.08 * (hi - lo);
+        hi = std::max(hi, lo + s.min_span) + 0.08 * std::max(hi - lo, s.min_span);
         const auto y = [&](double v) { return top + kPanel - (v - lo) / (hi - lo) * kPanel; };
         svg << "<text x='" << kLeft << "' y='" << top - 6 << "'>" << s.title << "</text>\n";
         svg << "<rect x='" << kLeft << "' y='" << top << "' width='" << kWidth - kLeft - kRight << "' height='" << kPanel
@@ -91,13 +92,14 @@ private:
 
 std::string simulate_plot_svg(const std::vector<CameraFrame>& frames, double fps) {
     const Series series[] = {
-        {"exposure, us", [](const CameraFrame& f) { return double(f.exposure_us); }, "#3b6ea8"},
+        {"exposure, us", [](const CameraFrame& f) { return double(f.exposure_us); }, "#3b6ea8", 0.0, 1000.0},
         // The first frame has no interval before it.
         {"frame interval, ms (nominal at the bottom)",
-         [](const CameraFrame& f) { return f.index == 0 ? std::nan("") : f.interval_ms; }, "#8a5a00"},
-        {"visible ripple, % peak to peak", [](const CameraFrame& f) { return 100.0 * f.visible_ripple; }, "#d1495b"},
+         [](const CameraFrame& f) { return f.index == 0 ? std::nan("") : f.interval_ms; }, "#8a5a00",
+         std::floor(1e3 / fps * 100.0) / 100.0, 1.0},
+        {"visible ripple, % peak to peak", [](const CameraFrame& f) { return 100.0 * f.visible_ripple; }, "#d1495b",
+         0.0, 1.0},
     };
-    const double floors[] = {0.0, 1e3 / fps, 0.0};
     const double height = kTop + kBand + 30 + 3 * (kPanel + kGap) + 20;
     std::ostringstream svg;
     svg << "<svg xmlns='http://www.w3.org/2000/svg' width='" << kWidth << "' height='" << height
@@ -107,7 +109,10 @@ std::string simulate_plot_svg(const std::vector<CameraFrame>& frames, double fps
     const Plot plot(frames);
     plot.bands(svg, kTop);
     double top = kTop + kBand + 30 + kGap - 10;
-    for (size_t k = 0; k < 3; ++k, top += kPanel + kGap) plot.panel(svg, top, series[k], floors[k]);
+    for (const Series& s : series) {
+        plot.panel(svg, top, s);
+        top += kPanel + kGap;
+    }
     const double axis = top - kGap + 16;
     for (size_t i = 0; i < frames.size(); i += std::max<size_t>(1, frames.size() / 15))
         svg << "<text x='" << num(plot.x(i)) << "' y='" << axis << "' text-anchor='middle'>" << i << "</text>\n";

@@ -112,7 +112,7 @@ void VirtualCamera::run(QORKEVRASCENE& classifier, const CameraLoop& loop,
             }
         }
         out.timestamp_ns = timestamp;
-        out.interval_ms = n == 0 ? 0.0 : double(timestamp - previous_ns) * 1e-6;
+        out.interval_ms = n == 0 ? 0.0 : double(timestamp - previous_ns) / 1e6;
         out.own_exposure_us = own_exposure(scene_, n);
         out.exposure_us = exposure.exposure_for(out.own_exposure_us);
         out.lamp_lit = lamp_lit(n);
