@@ -24,7 +24,7 @@
 #include "kevra_scene.h"
 #include "scene_answer.h"
 #include "scene_synthesis.h"
-#include "simulate_command.h"
+#include "simulate_options.h"
 #include "synth_command.h"
 
 namespace py = pybind11;

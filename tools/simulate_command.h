@@ -1,14 +1,9 @@
-// `kevra simulate`: a synthetic scene through the virtual camera, with the scene
-// classifier, auto-exposure and frame timing in the loop.
+// `kevra simulate`: the subcommand, printing the timeline and writing its files.
 #ifndef KEVRA_TOOLS_SIMULATE_COMMAND_H
 #define KEVRA_TOOLS_SIMULATE_COMMAND_H
 
 #include <memory>
 #include <ostream>
-#include <string>
-#include <vector>
-
-#include "json_values.h"
 
 namespace CLI {
 class App;
@@ -16,7 +11,7 @@ class App;
 
 namespace kevra_tool {
 
-struct SimulateOptions;  // the parsed options (simulate_command.cpp)
+struct SimulateOptions;  // simulate_options.h
 
 class SimulateCommand {
 public:
@@ -32,11 +27,6 @@ private:
     CLI::App* subcommand_;
     std::unique_ptr<SimulateOptions> options_;
 };
-
-// The JSON Lines objects of `kevra simulate args...`, without printing or
-// writing anything (--json and --plot are refused). Throws InputError with
-// the message the command prints.
-std::vector<Json> simulate_from_arguments(const std::vector<std::string>& args);
 
 }  // namespace kevra_tool
 
