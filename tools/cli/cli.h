@@ -4,17 +4,12 @@
 
 #include <ostream>
 
-#include "scene_synthesis.h"
-
 namespace kevra_tool {
 
 // Status 0: success; 1: some input was bad (each reported on err); other
 // non-zero values: the command line itself was wrong.
 // progress: show a progress line on err while a batch runs (err is a terminal).
 int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& err, bool progress);
-
-// The scene `kevra detect` runs on when given no capture.
-Scene builtin_sample_scene();
 
 }  // namespace kevra_tool
 

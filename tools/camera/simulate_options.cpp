@@ -48,7 +48,7 @@ void finish_simulate_options(const CLI::App& app, SimulateOptions& o) {
         if (lines > 0.0) s.line_time = float(std::min(10.0, 0.9e6 / o.synth.sequence.fps / lines));
     }
     try {
-        finish_scene_options(app, o.synth);
+        finish_synth_options(app, o.synth);
     } catch (const InputError& e) {
         throw as_simulate(e);
     }

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "json_values.h"
-#include "synth_command.h"
+#include "synth_options.h"
 #include "virtual_camera.h"
 
 namespace CLI {

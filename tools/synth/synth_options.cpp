@@ -1,17 +1,12 @@
-#include "synth_command.h"
+#include "synth_options.h"
 
 #include <CLI/CLI.hpp>
 
-#include <cstdio>
-#include <filesystem>
 #include <optional>
 
-#include "file_io.h"
 #include "input_error.h"
-#include "progress.h"
 
 namespace kevra_tool {
-
 namespace {
 
 [[noreturn]] void bad(const std::string& option, const std::string& problem) {
@@ -42,25 +37,15 @@ std::string mode_help() {
     return help;
 }
 
-void add_options(CLI::App& synth, SynthOptions& o, bool output_required) {
+}  // namespace
+
+void add_synth_options(CLI::App& synth, SynthOptions& o, bool output_required) {
     CLI::Option* output = synth.add_option(
         "-o,--output", o.output, "Capture file to write; with --frames N > 1, FILE-0001.json ... FILE-000N.json");
     if (output_required) output->required();
     synth.add_flag("--binary", o.binary, "Write the streams as little-endian uint32 dumps beside the capture");
     add_scene_options(synth, o);
 }
-
-std::vector<std::string> written_files(const std::string& json_path, bool binary) {
-    std::vector<std::string> files{json_path};
-    if (binary) {
-        const std::filesystem::path p(json_path);
-        files.push_back((p.parent_path() / (p.stem().string() + ".sum.bin")).string());
-        files.push_back((p.parent_path() / (p.stem().string() + ".count.bin")).string());
-    }
-    return files;
-}
-
-}  // namespace
 
 void add_scene_options(CLI::App& synth, SynthOptions& o) {
     Scene& s = o.scene;
@@ -118,7 +103,7 @@ void add_scene_options(CLI::App& synth, SynthOptions& o) {
                      "Timestamp of frame 0, ns on a monotonic clock (default: a large value from the seed)");
 }
 
-void finish_scene_options(const CLI::App& app, SynthOptions& o) {
+void finish_synth_options(const CLI::App& app, SynthOptions& o) {
     Scene& s = o.scene;
     if (!o.zone_gain.empty()) {
         if (o.zone_gain.size() != 6) bad("--zone-gain", "expected six values");
@@ -181,54 +166,18 @@ void finish_scene_options(const CLI::App& app, SynthOptions& o) {
     check_sequence(s, o.sequence);
 }
 
-
-SynthCommand::SynthCommand(CLI::App& app) : options_(std::make_unique<SynthOptions>()) {
-    subcommand_ = app.add_subcommand("synth", "Write captures of a synthetic rolling-shutter scene or frame sequence");
-    add_options(*subcommand_, *options_, true);
-}
-
-SynthCommand::~SynthCommand() = default;
-
-int SynthCommand::run(std::ostream& err, bool progress_wanted) const {
-    SynthOptions o = *options_;
-    std::vector<std::string> written;
-    Progress progress(err, progress_wanted && o.sequence.frames > 1);
-    try {
-        finish_scene_options(*subcommand_, o);
-        const size_t count = size_t(o.sequence.frames);
-        const StreamStorage storage = o.binary ? StreamStorage::Binary : StreamStorage::Inline;
-        synthesize_sequence(o.scene, o.sequence, [&](int n, SynthFrame&& frame) {
-            const std::string path = numbered_path(o.output, size_t(n), count);
-            progress.show(size_t(n), count, path);
-            // Files this run creates go again when anything fails; a file of
-            // the same name from before is replaced as it is written.
-            for (const std::string& f : written_files(path, o.binary))
-                if (!std::filesystem::exists(f)) written.push_back(f);
-            write_capture(path, frame.capture, storage);
-        });
-    } catch (const std::exception& e) {
-        progress.clear();
-        std::error_code ignored;
-        for (const std::string& f : written) std::filesystem::remove(f, ignored);
-        err << "kevra: " << e.what() << "\n";
-        return 1;
-    }
-    progress.clear();
-    return 0;
-}
-
 std::vector<SynthFrame> synth_from_arguments(const std::vector<std::string>& args) {
     CLI::App app{"kevra synth"};
     app.name("synth");
     SynthOptions o;
-    add_options(app, o, false);
+    add_synth_options(app, o, false);
     std::vector<std::string> reversed(args.rbegin(), args.rend());  // CLI11 takes them last first
     try {
         app.parse(reversed);
     } catch (const CLI::ParseError& e) {
         throw InputError("synth", "", e.what());
     }
-    finish_scene_options(app, o);
+    finish_synth_options(app, o);
     return synthesize_sequence(o.scene, o.sequence);
 }
 

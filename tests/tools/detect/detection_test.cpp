@@ -7,7 +7,7 @@
 #include <cmath>
 #include <memory>
 
-#include "cli.h"
+#include "builtin_sample.h"
 #include "detection.h"
 #include "scene_synthesis.h"
 

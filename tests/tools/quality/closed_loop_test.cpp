@@ -24,7 +24,9 @@ TEST(ClosedLoop, ScoresEverySettingAndRefusesAManifestFromOtherPictures) {
     for (const auto& s : loop["settings"]) {
         EXPECT_LE(s["settled_by_frame_3"].get<double>(), s["settled_by_frame_6"].get<double>());
         EXPECT_LE(s["settled_by_frame_6"].get<double>(), s["settled_by_frame_12"].get<double>());
-        if (!s["probe"].get<bool>()) EXPECT_EQ(s["probes_per_sequence"], 0.0);  // only a probing classifier asks
+        if (!s["probe"].get<bool>()) {
+            EXPECT_EQ(s["probes_per_sequence"], 0.0);  // only a probing classifier asks
+        }
     }
 
     const auto refused = kevra_tool_test::run_cli({"eval", dir.file("b/manifest.json"), "--closed-loop"});

@@ -5,7 +5,7 @@
 #include "capture.h"
 #include "input_error.h"
 #include "file_io.h"
-#include "synth_command.h"
+#include "synth_options.h"
 #include "tool_test_support.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "builtin_sample.h"
 #include "capture.h"
 #include "detection.h"
 #include "file_io.h"
@@ -22,8 +23,6 @@
 
 namespace kevra_tool {
 namespace {
-
-constexpr const char* kSampleName = "built-in sample: synthetic 50 Hz indoor scene";
 
 struct DetectOptions {
     std::vector<std::string> captures;
@@ -89,7 +88,7 @@ int each_input(const std::vector<std::string>& names, const char* kind, std::ost
 
 int run_detect(const DetectOptions& o, std::ostream& out, std::ostream& err, bool progress_wanted) {
     const bool builtin = o.captures.empty();
-    const std::vector<std::string> names = builtin ? std::vector<std::string>{kSampleName} : o.captures;
+    const std::vector<std::string> names = builtin ? std::vector<std::string>{kBuiltinSampleName} : o.captures;
     std::unique_ptr<QORKEVRA, void (*)(QORKEVRA*)> detector(QORKEVRA::createInstance(),
                                                             [](QORKEVRA* d) { d->destroyInstance(d); });
     return each_input(names, "captures", err, progress_wanted, [&](size_t i, const std::string& name, Progress& progress) {
@@ -128,12 +127,6 @@ int run_classify(const ClassifyOptions& o, std::ostream& out, std::ostream& err,
 }
 
 }  // namespace
-
-Scene builtin_sample_scene() {
-    Scene s;
-    s.seed = 50;
-    return s;
-}
 
 int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& err, bool progress) {
     CLI::App app{"kevra: lamp flicker detection on captured row statistics"};

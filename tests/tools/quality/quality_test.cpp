@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "benchmark_command.h"
+#include "builtin_sample.h"
 #include "lamp_catalogue.h"
 #include "default_tuning.h"
 #include "detection.h"
