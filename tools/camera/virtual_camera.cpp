@@ -1,5 +1,6 @@
 #include "virtual_camera.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <deque>
@@ -22,6 +23,9 @@ double thread_cpu_us() {
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
     return 1e6 * double(t.tv_sec) + 1e-3 * double(t.tv_nsec);
 }
+
+// The longest frame interval the camera can make; a request beyond it gets this.
+constexpr int64_t kLongestIntervalNs = 1000000000;
 
 int64_t nominal_offset_ns(int n, double fps) { return int64_t(std::llround(double(n) * 1e9 / fps)); }
 
@@ -104,7 +108,7 @@ void VirtualCamera::run(QORKEVRASCENE& classifier, const CameraLoop& loop,
             const Pending due = pending.front();
             pending.pop_front();
             exposure.obey(due.result);
-            const int64_t wanted = due.request.frame_interval_ns;
+            const int64_t wanted = std::min(due.request.frame_interval_ns, kLongestIntervalNs);
             if (!loop.ignore_requests && wanted > 0 && previous_ns + wanted > timestamp) {
                 extra_ns += previous_ns + wanted - timestamp;
                 timestamp = previous_ns + wanted;
