@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,7 @@
 #include "kevra_scene.h"
 #include "scene_answer.h"
 #include "scene_synthesis.h"
+#include "simulate_options.h"
 #include "synth_options.h"
 
 namespace py = pybind11;
@@ -259,19 +261,54 @@ private:
     std::unique_ptr<QORKEVRA, Destroy> detector_;
 };
 
+// A float as the tool's JSON writes it (shortest decimal), NaN where it writes null.
+py::float_ json_float(float v) {
+    const Json j = float_to_json(v);
+    return py::float_(j.is_null() ? std::nan("") : j.get<double>());
+}
+
+// The keys and values of `kevra classify --json`, less the file and frame
+// numbering, built from the records themselves.
+py::dict scene_answer_to_python(const kevra_scene_result& r, const kevra_scene_request& request) {
+    py::dict out, evidence;
+    out["scene_flicker"] = scene_flicker_name(r.scene_flicker);
+    out["confidence"] = json_float(r.confidence);
+    out["ripple_period_us"] = json_float(r.ripple_period_us);
+    out["frames"] = r.frames;
+    for (const kevra_scene_evidence& e : r.evidence) {
+        py::dict h;
+        h["pairs"] = e.pairs;
+        h["ripple"] = json_float(e.ripple);
+        h["fit"] = json_float(e.fit);
+        h["drift"] = json_float(e.drift);
+        h["single_frame"] = json_float(e.single_frame);
+        h["score"] = json_float(e.score);
+        evidence[py::str(std::to_string(e.mains_frequency))] = h;
+    }
+    out["evidence"] = evidence;
+    out["request_frame_interval_ns"] = py::int_(request.frame_interval_ns);
+    return out;
+}
+
 class SceneClassifier {
 public:
-    SceneClassifier() {
+    // Settings left as None keep the classifier's defaults.
+    SceneClassifier(bool probe, std::optional<int64_t> longest_extra_ns, std::optional<int64_t> recheck_ns) {
         classifier_.reset(QORKEVRASCENE::createInstance());
+        kevra_scene_settings s{};
+        s.size = sizeof s;
+        classifier_->GetSettings(&s);
+        s.probe = probe ? 1 : 0;
+        if (longest_extra_ns) s.longest_extra_ns = *longest_extra_ns;
+        if (recheck_ns) s.recheck_ns = *recheck_ns;
+        if (classifier_->SetSettings(&s) != KEVRA_STATUS_OK)
+            throw InputError("SceneClassifier", "", "settings out of range: longest_extra_ns 0..100000000, recheck_ns >= 0");
     }
 
-    // The keys and nesting of `kevra classify --json` (the same conversion),
-    // less the file and frame numbering; refusals raise the tool's message.
+    // Refusals raise the tool's message.
     py::dict process(const Capture& c, const std::string& name) {
-        Json j = scene_result_to_json(classify_frame(*classifier_, c, name), name, 0);
-        j.erase("capture");
-        j.erase("frame");
-        return py::module_::import("json").attr("loads")(j.dump());
+        const kevra_scene_result result = classify_frame(*classifier_, c, name);
+        return scene_answer_to_python(result, timing_request(*classifier_));
     }
 
     void reset() { classifier_->Reset(); }
@@ -282,6 +319,35 @@ private:
     };
     std::unique_ptr<QORKEVRASCENE, Destroy> classifier_;
 };
+
+py::object json_to_python(const Json& j) {
+    switch (j.type()) {
+        case Json::value_t::null: return py::none();
+        case Json::value_t::boolean: return py::bool_(j.get<bool>());
+        case Json::value_t::number_integer: return py::int_(j.get<int64_t>());
+        case Json::value_t::number_unsigned: return py::int_(j.get<uint64_t>());
+        case Json::value_t::number_float: return py::float_(j.get<double>());
+        case Json::value_t::string: return py::str(j.get<std::string>());
+        case Json::value_t::array: {
+            py::list out;
+            for (const Json& v : j) out.append(json_to_python(v));
+            return std::move(out);
+        }
+        case Json::value_t::object: {
+            py::dict out;
+            for (const auto& [k, v] : j.items()) out[py::str(k)] = json_to_python(v);
+            return std::move(out);
+        }
+        default: return py::none();
+    }
+}
+
+// The timeline `kevra simulate --json ARGS` would print.
+py::list simulate(const std::vector<std::string>& args) {
+    py::list rows;
+    for (const Json& row : simulate_from_arguments(args)) rows.append(json_to_python(row));
+    return rows;
+}
 
 // The frames `kevra synth ARGS` would write.
 py::list synth(const std::vector<std::string>& args) {
@@ -320,6 +386,7 @@ PYBIND11_MODULE(_kevra, m) {
     });
     m.def("sample_capture", [] { return capture_to_python(synthesize(builtin_sample_scene())); });
     m.def("synth", &synth);
+    m.def("simulate", &simulate);
 
     py::class_<Detector>(m, "Detector")
         .def(py::init<>())
@@ -329,7 +396,8 @@ PYBIND11_MODULE(_kevra, m) {
         .def("detect_file", [](Detector& d, const std::string& path) { return d.run(read_capture(path), path); });
 
     py::class_<SceneClassifier>(m, "SceneClassifier")
-        .def(py::init<>())
+        .def(py::init<bool, std::optional<int64_t>, std::optional<int64_t>>(), py::arg("probe"),
+             py::arg("longest_extra_ns"), py::arg("recheck_ns"))
         .def("process", [](SceneClassifier& s, const py::dict& capture, const std::string& name) {
             return s.process(capture_from_python(capture, name), name);
         })

@@ -24,7 +24,7 @@ InputError.__module__ = __name__  # shown as kevra.InputError
 
 __all__ = [
     "Capture", "Detector", "InputError", "MAX_ROWS", "SceneClassifier", "SynthFrame", "classify", "detect",
-    "pack_streams", "read_capture", "sample_capture", "synth", "unpack_streams",
+    "pack_streams", "read_capture", "sample_capture", "simulate", "synth", "unpack_streams",
 ]
 
 _WORD_MASK = 0xFFFFFF
@@ -242,6 +242,20 @@ def synth(**options):
     peak-to-peak over the frame's lines divided by its mean, the ripple the
     rows would show without picture and noise.
     """
+    args = _arguments(options)
+    return [SynthFrame(Capture._from_native(f, f"synth-{i + 1:04d}"), f["visible_ripple"])
+            for i, f in enumerate(_kevra.synth(args))]
+
+
+def simulate(**options):
+    """The timeline of `kevra simulate` with these options (named as for
+    synth(), e.g. lamp_on=5, latency=1, ignore_requests=True, probe=True): a
+    list of dicts, one per frame, with the fields of its JSON Lines."""
+    return _kevra.simulate(_arguments(options))
+
+
+def _arguments(options):
+    """Keyword options as command-line words: --option-name value."""
     args = []
     for key, value in options.items():
         flag = "--" + key.replace("_", "-")
@@ -255,8 +269,7 @@ def synth(**options):
         else:
             text = _option_word(value)
         args += [flag, text]
-    return [SynthFrame(Capture._from_native(f, f"synth-{i + 1:04d}"), f["visible_ripple"])
-            for i, f in enumerate(_kevra.synth(args))]
+    return args
 
 
 def _option_word(v):
@@ -273,13 +286,20 @@ class SceneClassifier:
     """The scene answer over a sequence of frames (QORKEVRASCENE).
 
     process() adds one frame and returns the answer after it: scene_flicker
-    ("none", "50", "60" or "unknown"), confidence, ripple_period_us, frames
-    and evidence (a dict per hypothesis, keyed "50" and "60"). reset()
-    forgets every frame.
+    ("none", "50", "60" or "unknown"), confidence, ripple_period_us, frames,
+    evidence (a dict per hypothesis, keyed "50" and "60") and
+    request_frame_interval_ns (an int: the time the classifier would like
+    from this frame's timestamp to the next one's; 0 when it asks nothing).
+    reset() forgets every frame.
+
+    probe=True lets the classifier ask for longer frame intervals where frames
+    alone cannot decide; longest_extra_ns (most one request adds to the
+    interval) and recheck_ns (how often a settled answer is tested again)
+    keep the library's defaults when None.
     """
 
-    def __init__(self):
-        self._native = _kevra.SceneClassifier()
+    def __init__(self, probe=False, longest_extra_ns=None, recheck_ns=None):
+        self._native = _kevra.SceneClassifier(bool(probe), longest_extra_ns, recheck_ns)
 
     def process(self, capture=None, **arrays):
         """capture: a Capture or a path; or arrays as for Detector.detect, with

@@ -17,6 +17,7 @@
 #include "quality_commands.h"
 #include "report.h"
 #include "scene_answer.h"
+#include "simulate_command.h"
 #include "stats_command.h"
 #include "synth_command.h"
 
@@ -118,7 +119,7 @@ int run_classify(const ClassifyOptions& o, std::ostream& out, std::ostream& err,
         const kevra_scene_result result = classify_frame(*classifier, read_capture(name), name);
         progress.clear();
         if (o.json) {
-            out << scene_result_to_json(result, name, i + 1).dump() << "\n";
+            out << scene_result_to_json(result, timing_request(*classifier), name, i + 1).dump() << "\n";
         } else {
             out << scene_result_text(result, name, i + 1) << "\n";
         }
@@ -152,6 +153,7 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     classify->add_flag("--json", classify_options.json, "One JSON object per frame (JSON Lines)");
 
     const SynthCommand synth(app);
+    const SimulateCommand simulate(app);
     const StatsCommand stats(app);
     const QualityCommands quality(app);
 
@@ -164,6 +166,7 @@ int run_cli(int argc, const char* const* argv, std::ostream& out, std::ostream& 
     if (classify->parsed()) return run_classify(classify_options, out, err, progress);
     if (stats.subcommand()->parsed()) return stats.run(err, progress);
     if (quality.parsed()) return quality.run(out, err, progress);
+    if (simulate.subcommand()->parsed()) return simulate.run(out, err, progress);
     return synth.run(err, progress);
 }
 

@@ -23,6 +23,13 @@ QualityCommands::QualityCommands(CLI::App& app) {
     eval_->add_option("--holdout", e.holdout, "Share of the sequences scored; the rest choose thresholds")
         ->capture_default_str();
     eval_->add_option("--tuning", e.tuning, "A `kevra tune` result to run the library methods with");
+    e.loop.pictures = KEVRA_PICTURE_DIR;
+    CLI::Option* loop = eval_->add_flag("--closed-loop", e.closed_loop,
+                                        "Also run the held-out sequences through the virtual camera, probing off and on, "
+                                        "at latencies 0..3 (minutes on a full benchmark)");
+    eval_->add_option("--frames", e.loop.frames, "Frames per closed-loop run")->capture_default_str()->needs(loop);
+    eval_->add_option("--pictures", e.loop.pictures, "The benchmark's picture directory (closed loop)")
+        ->capture_default_str()->needs(loop);
 
     tune_ = app.add_subcommand("tune", "Search the library decision's tuning on a labelled benchmark");
     TuneOptions& t = tune_options_;

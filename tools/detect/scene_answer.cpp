@@ -32,7 +32,15 @@ kevra_scene_result classify_frame(QORKEVRASCENE& classifier, const Capture& capt
     return result;
 }
 
-Json scene_result_to_json(const kevra_scene_result& r, const std::string& name, size_t frame) {
+kevra_scene_request timing_request(const QORKEVRASCENE& classifier) {
+    kevra_scene_request request{};
+    request.size = sizeof request;
+    classifier.GetTimingRequest(&request);
+    return request;
+}
+
+Json scene_result_to_json(const kevra_scene_result& r, const kevra_scene_request& request, const std::string& name,
+                          size_t frame) {
     Json out = Json::object();
     out["capture"] = name;
     out["frame"] = frame;
@@ -52,6 +60,7 @@ Json scene_result_to_json(const kevra_scene_result& r, const std::string& name, 
         evidence[std::to_string(e.mains_frequency)] = h;
     }
     out["evidence"] = evidence;
+    out["request_frame_interval_ns"] = request.frame_interval_ns;
     return out;
 }
 

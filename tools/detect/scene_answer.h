@@ -17,7 +17,11 @@ const char* scene_flicker_name(int32_t answer);
 // the classifier refuses it, for instance a frame not later than the last.
 kevra_scene_result classify_frame(QORKEVRASCENE& classifier, const Capture& capture, const std::string& name);
 
-Json scene_result_to_json(const kevra_scene_result& result, const std::string& name, size_t frame);
+// The classifier's timing request after the latest frame.
+kevra_scene_request timing_request(const QORKEVRASCENE& classifier);
+
+Json scene_result_to_json(const kevra_scene_result& result, const kevra_scene_request& request, const std::string& name,
+                          size_t frame);
 
 // One line: the answer, then the evidence of both hypotheses.
 std::string scene_result_text(const kevra_scene_result& result, const std::string& name, size_t frame);

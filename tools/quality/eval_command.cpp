@@ -109,9 +109,22 @@ EvalResult evaluate(const EvalOptions& o, std::ostream& err, bool progress_wante
 
 int run_eval(const EvalOptions& o, std::ostream& out, std::ostream& err, bool progress) {
     try {
+        if (o.closed_loop) check_closed_loop(o.loop);
         const EvalResult result = evaluate(o, err, progress);
-        if (o.json) out << eval_to_json(result).dump(1) << "\n";
-        else write_eval_text(out, result);
+        if (o.closed_loop) {
+            const ClosedLoopResult loop = evaluate_closed_loop(o.manifest, result.is_held_out, o.loop, err, progress);
+            Json j = eval_to_json(result);
+            j["closed_loop"] = closed_loop_to_json(loop);
+            if (o.json) out << j.dump(1) << "\n";
+            else {
+                write_eval_text(out, result);
+                write_closed_loop_text(out, loop);
+            }
+        } else if (o.json) {
+            out << eval_to_json(result).dump(1) << "\n";
+        } else {
+            write_eval_text(out, result);
+        }
         if (!o.plot.empty()) write_file_atomically(o.plot, eval_plot_svg(result));
     } catch (const std::exception& e) {
         err << "kevra: " << e.what() << "\n";

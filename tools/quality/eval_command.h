@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "benchmark_manifest.h"
+#include "closed_loop_eval.h"
 #include "eval_every_frame.h"
 #include "eval_scoring.h"
 #include "json_values.h"
@@ -22,6 +23,8 @@ struct EvalOptions {
     std::vector<std::string> methods;  // empty: all available
     double holdout = 0.5;
     std::string tuning;  // a `kevra tune` output for the library methods
+    bool closed_loop = false;  // also run the held-out sequences through the virtual camera
+    ClosedLoopOptions loop;
 };
 
 struct MethodResult {

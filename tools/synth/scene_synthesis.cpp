@@ -56,32 +56,6 @@ const std::vector<SensorMode> kSensorModes = {
     {"3072-line", "the default geometry: 3072 lines of 10 us, 12 lines per row (256 rows)", 3072, 10.0f, 12},
 };
 
-// Everything that changes from one frame of a sequence to the next.
-struct FrameState {
-    double time_offset = 0.0;  // us since frame 0
-    double shift = 0.0;        // lines the picture has moved down
-    float exposure_time = 0.0f;
-    double electrons_scale = 1.0;  // gain making up for a shorter exposure
-    uint64_t seed = 0;
-    int column_shift = 0;      // the picture's, right
-    double light_scale = 1.0;  // all light, after a brightness step
-    double object_top = 0.0, object_left = 0.0;
-};
-
-// What draws a scene's content, made once per scene.
-struct SceneContent {
-    std::unique_ptr<PictureSampler> picture;
-    std::unique_ptr<ObjectPainter> object;
-    std::vector<double> lamp_weights;  // empty: the lamp lights every column
-
-    explicit SceneContent(const Scene& s) {
-        const int lines = s.rows * s.lines_per_row;
-        if (s.picture) picture = std::make_unique<PictureSampler>(*s.picture, s.window, lines, 6, s.zone_width);
-        if (s.object) object = std::make_unique<ObjectPainter>(*s.object, lines, 6, s.zone_width);
-        if (s.lamp_coverage) lamp_weights = kevra_tool::lamp_weights(*s.lamp_coverage, 6 * s.zone_width);
-    }
-};
-
 bool confounded(const Scene& s, const FrameState& f) {
     return s.object || s.lamp_coverage || f.column_shift != 0 || f.light_scale != 1.0;
 }
@@ -226,7 +200,17 @@ double visible_ripple(const Scene& s, const SceneContent& sc, const FrameState& 
 // Frame n's start, ns after frame 0's.
 int64_t frame_offset_ns(int n, double fps) { return int64_t(std::llround(double(n) * 1e9 / fps)); }
 
-// Frame n's shake, brightness and object position.
+}  // namespace
+
+SceneContent::SceneContent(const Scene& s) {
+    const int lines = s.rows * s.lines_per_row;
+    if (s.picture) picture = std::make_unique<PictureSampler>(*s.picture, s.window, lines, 6, s.zone_width);
+    if (s.object) object = std::make_unique<ObjectPainter>(*s.object, lines, 6, s.zone_width);
+    if (s.lamp_coverage) lamp_weights = kevra_tool::lamp_weights(*s.lamp_coverage, 6 * s.zone_width);
+}
+
+SceneContent::~SceneContent() = default;
+
 void place_confounders(const Scene& s, const SequenceOptions& o, const SceneContent& content, int n, FrameState& f) {
     Displacement shake;
     if (o.jitter_lines > 0.0 || o.jitter_columns > 0.0) {
@@ -241,7 +225,6 @@ void place_confounders(const Scene& s, const SequenceOptions& o, const SceneCont
     }
 }
 
-}  // namespace
 
 const std::vector<SensorMode>& sensor_modes() { return kSensorModes; }
 
@@ -340,16 +323,24 @@ Capture synthesize(const Scene& s) {
     return synthesize_frame(s, content, f);
 }
 
+uint64_t frame_seed(const Scene& s, int n) { return s.seed + uint64_t(n) * kFrameSeedStep; }
+
+int64_t first_timestamp_ns(const Scene& s, const SequenceOptions& o) {
+    if (o.first_timestamp_ns >= 0) return o.first_timestamp_ns;
+    // Somewhere between 1000 s and 12 days into the clock, to the ns.
+    const uint64_t h = mix64(s.seed);
+    return int64_t(1000 + h % 1000000) * 1000000000 + int64_t((h >> 32) % 1000000000);
+}
+
+SynthFrame synthesize_state(const Scene& s, const SceneContent& content, const FrameState& f) {
+    return SynthFrame{synthesize_frame(s, content, f), visible_ripple(s, content, f)};
+}
+
 void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::function<void(int, SynthFrame&&)>& each) {
     check_scene(s);
     check_sequence(s, o);
     const SceneContent content(s);
-    int64_t first = o.first_timestamp_ns;
-    if (first < 0) {
-        // Somewhere between 1000 s and 12 days into the clock, to the ns.
-        const uint64_t h = mix64(s.seed);
-        first = int64_t(1000 + h % 1000000) * 1000000000 + int64_t((h >> 32) % 1000000000);
-    }
+    const int64_t first = first_timestamp_ns(s, o);
     double ramp = 1.0;  // exposure_ramp^n
     for (int n = 0; n < o.frames; ++n, ramp *= o.exposure_ramp) {
         FrameState f;
@@ -363,9 +354,9 @@ void synthesize_sequence(const Scene& s, const SequenceOptions& o, const std::fu
             f.exposure_time = float(double(s.exposure_time) * ramp);
             f.electrons_scale = ramp;
         }
-        f.seed = s.seed + uint64_t(n) * kFrameSeedStep;
+        f.seed = frame_seed(s, n);
         place_confounders(s, o, content, n, f);
-        SynthFrame frame{synthesize_frame(s, content, f), visible_ripple(s, content, f)};
+        SynthFrame frame = synthesize_state(s, content, f);
         frame.capture.timestamp_ns = first + offset;
         each(n, std::move(frame));
     }

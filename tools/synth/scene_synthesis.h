@@ -17,6 +17,8 @@
 
 namespace kevra_tool {
 
+class PictureSampler;
+
 struct Scene {
     // Lamp.
     double mains_frequency = 50.0;  // Hz; the light ripples at twice this
@@ -81,6 +83,28 @@ struct SequenceOptions {
     int64_t first_timestamp_ns = -1;
 };
 
+// Everything that changes from one frame of a sequence to the next.
+struct FrameState {
+    double time_offset = 0.0;  // us since frame 0
+    double shift = 0.0;        // lines the picture has moved down
+    float exposure_time = 0.0f;
+    double electrons_scale = 1.0;  // gain making up for a shorter exposure
+    uint64_t seed = 0;
+    int column_shift = 0;      // the picture's, right
+    double light_scale = 1.0;  // all light, after a brightness step
+    double object_top = 0.0, object_left = 0.0;
+};
+
+// What draws a scene's content, made once per scene.
+struct SceneContent {
+    std::unique_ptr<PictureSampler> picture;
+    std::unique_ptr<ObjectPainter> object;
+    std::vector<double> lamp_weights;  // empty: the lamp lights every column
+
+    explicit SceneContent(const Scene& s);
+    ~SceneContent();
+};
+
 struct SynthFrame {
     Capture capture;  // capture.timestamp_ns set
     // Peak-to-peak of the exposure-integrated lamp light over the frame's
@@ -124,6 +148,16 @@ std::vector<SynthFrame> synthesize_sequence(const Scene& scene, const SequenceOp
 // is checked before the first call of each(index, frame).
 void synthesize_sequence(const Scene& scene, const SequenceOptions& options,
                          const std::function<void(int, SynthFrame&&)>& each);
+
+// The pieces of synthesize_sequence for a caller that sets each frame's
+// timing and exposure itself (a camera in the loop): frame n's noise seed,
+// frame 0's timestamp, frame n's shake, brightness and object position, and
+// one frame.
+uint64_t frame_seed(const Scene& scene, int n);
+int64_t first_timestamp_ns(const Scene& scene, const SequenceOptions& options);
+void place_confounders(const Scene& scene, const SequenceOptions& options, const SceneContent& content, int n,
+                       FrameState& state);
+SynthFrame synthesize_state(const Scene& scene, const SceneContent& content, const FrameState& state);
 
 }  // namespace kevra_tool
 

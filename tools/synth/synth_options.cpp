@@ -40,12 +40,16 @@ std::string mode_help() {
 }  // namespace
 
 void add_synth_options(CLI::App& synth, SynthOptions& o, bool output_required) {
-    Scene& s = o.scene;
-    SequenceOptions& q = o.sequence;
     CLI::Option* output = synth.add_option(
         "-o,--output", o.output, "Capture file to write; with --frames N > 1, FILE-0001.json ... FILE-000N.json");
     if (output_required) output->required();
     synth.add_flag("--binary", o.binary, "Write the streams as little-endian uint32 dumps beside the capture");
+    add_scene_options(synth, o);
+}
+
+void add_scene_options(CLI::App& synth, SynthOptions& o) {
+    Scene& s = o.scene;
+    SequenceOptions& q = o.sequence;
     synth.add_option("--mains", s.mains_frequency, "Mains frequency, Hz (the light ripples at twice this)")
         ->capture_default_str();
     synth.add_option("--mains-drift", s.mains_drift,

@@ -29,6 +29,10 @@ struct SynthOptions {
 // Adds the options to synth, filling o when it is parsed.
 void add_synth_options(CLI::App& synth, SynthOptions& o, bool output_required);
 
+// All but -o/--output and --binary: the scene and sequence, for commands that
+// run a synthetic scene their own way.
+void add_scene_options(CLI::App& app, SynthOptions& o);
+
 // After synth is parsed: checks and completes o; reads the picture last.
 // Throws InputError("synth", OPTION, problem).
 void finish_synth_options(const CLI::App& synth, SynthOptions& o);
