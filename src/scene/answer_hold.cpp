@@ -31,13 +31,14 @@ bool AnswerHold::gives_way(int32_t candidate, const HoldFacts& facts) const {
 Verdict AnswerHold::update(const Verdict& frame, const HoldFacts& facts) {
     // A visible change that no timing explains: what was settled may have
     // changed, so the answer is open again until the frames show which way.
-    if (reported_.answer != KEVRA_SCENE_UNKNOWN && (facts.surprise[0] || facts.surprise[1])) {
+    if (facts.surprise[0] || facts.surprise[1]) {
         hysteresis_.reset();
         reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
         held_lamp_ = 0.0;
         return reported_;
     }
-    const Verdict candidate = hysteresis_.update(frame);
+    const bool unconfirmed = facts.probing && names_lamp(frame.answer) && facts.single_pair[hypothesis_of(frame.answer)];
+    const Verdict candidate = hysteresis_.update(unconfirmed ? Verdict{KEVRA_SCENE_UNKNOWN, 0.0} : frame);
     if (candidate.answer == reported_.answer) {
         reported_.confidence = candidate.confidence;
     } else if (gives_way(candidate.answer, facts)) {

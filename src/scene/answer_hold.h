@@ -20,8 +20,14 @@ struct HoldFacts {
     // timing cannot explain: a lamp switched on or off where the ripple
     // stands still against the rows.
     bool surprise[2] = {false, false};
-    // The lamp amplitude |C| the frame's evidence estimates.
+    // The lamp amplitude |C| the frame's evidence estimates, and whether
+    // that evidence is a single pair.
     double lamp[2] = {0.0, 0.0};
+    bool single_pair[2] = {false, false};
+    // The camera may be asked for another probe: a lamp seen in one pair
+    // waits for a second rather than settle (a lamp switched off across a
+    // probe looks the same to one pair).
+    bool probing = false;
 };
 
 class AnswerHold {

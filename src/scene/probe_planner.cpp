@@ -11,10 +11,19 @@ struct RipplePeriod {
 };
 constexpr RipplePeriod kPeriods[2] = {{10000000, 1}, {25000000, 3}};
 
-// Frames after a request before another: sensor drivers apply timing up to
-// three frames late, and the pair across the longer interval needs one more.
-// Two probes then still meet in the five pairs a hypothesis remembers.
-constexpr int32_t kRequestWait = 4;
+// Requests go out in bursts of two on consecutive frames: the two longer
+// intervals then arrive together, however late, and their pairs meet in the
+// five a hypothesis remembers. A lamp seen in one pair waits for the second.
+constexpr int32_t kBurst = 2;
+// Frames after a burst's last request before another burst: sensor drivers
+// apply timing up to three frames late, the pairs across the longer
+// intervals need one more, and the answer two more to settle.
+constexpr int32_t kRequestWait = 6;
+// A ripple moving by less between frames (fraction of a period) stands still
+// for the classifier's pairs.
+constexpr double kStandingShift = 0.04;
+// Moved pairs from which the decision no longer needs a probe.
+constexpr int kEnoughPairs = 3;
 // Candidate extras tried between 0 and the longest allowed.
 constexpr int kExtraSteps = 64;
 // A pair whose ripple shifts by less (fraction of a period) tells little:
@@ -60,26 +69,43 @@ int64_t probe_extra_ns(int64_t interval_ns, int64_t longest_extra_ns, int untest
 
 void ProbePlanner::reset() {
     intervals_.clear();
+    own_ns_ = 0;
     pairs_ = 0;
     frames_since_request_ = kRequestWait;
-    confirmed_ = false;
+    burst_left_ = 0;
     settled_since_ns_ = 0;
     settled_answer_ = KEVRA_SCENE_UNKNOWN;
 }
 
+// Hypotheses (bit 0: 50 Hz, bit 1: 60 Hz) whose ripple stands still at the
+// camera's own interval, with fewer than three moved pairs in memory, while
+// the exposure would let a lamp show through.
+int ProbePlanner::untested(const ProbeFacts& facts) const {
+    int bits = 0;
+    for (int h = 0; h < 2; ++h)
+        if (folded_shift(own_ns_, h) < kStandingShift && facts.moved_pairs[h] < kEnoughPairs && !facts.hidden[h])
+            bits |= 1 << h;
+    return bits;
+}
+
 // UNKNOWN with an untested hypothesis asks once the frames have had two
-// pairs to decide alone. A lamp named from one probe is probed once more
-// while exposures would show it: a lamp switched off across the first probe
-// looks the same to a single pair. A settled answer asks again once the
-// re-check is due, since a lamp may have been switched on or off where its
-// ripple stands still. Exposures that hide a ripple ask nothing of it.
-bool ProbePlanner::due(const ProbeFacts& facts, const kevra_scene_settings& settings) const {
-    if (settings.probe == 0 || !facts.paired || frames_since_request_ < kRequestWait) return false;
-    if (!facts.untested[0] && !facts.untested[1]) return false;
-    if (facts.answer == KEVRA_SCENE_UNKNOWN) return pairs_ >= 2;
-    const bool lamp = facts.answer == KEVRA_SCENE_50HZ || facts.answer == KEVRA_SCENE_60HZ;
-    if (lamp && !confirmed_ && facts.untested[facts.answer == KEVRA_SCENE_60HZ ? 1 : 0]) return true;
-    if (settings.recheck_ns == 0) return false;
+// pairs to decide alone, and again while they still cannot; not while the
+// frame's own evidence is about to settle it, unless that is a lamp seen in
+// a single pair of an untested ripple, which waits for a second. A settled
+// answer asks only once the re-check is due, since a lamp may have been
+// switched on or off where its ripple stands still.
+bool ProbePlanner::due(const ProbeFacts& facts, const kevra_scene_settings& settings, int untested,
+                       bool continuing) const {
+    if (settings.probe == 0 || !facts.paired || untested == 0) return false;
+    if (facts.answer == KEVRA_SCENE_UNKNOWN) {
+        const int h = facts.frame_answer == KEVRA_SCENE_60HZ ? 1 : 0;
+        const bool open = facts.frame_answer == KEVRA_SCENE_UNKNOWN ||
+                          (facts.frame_single_pair && (untested & (1 << h)) != 0);
+        if (!open) return false;
+        if (continuing) return true;
+        return frames_since_request_ >= kRequestWait && pairs_ >= 2;
+    }
+    if (frames_since_request_ < kRequestWait || settings.recheck_ns == 0) return false;
     return uint64_t(facts.timestamp_ns) - uint64_t(settled_since_ns_) >= uint64_t(settings.recheck_ns);
 }
 
@@ -89,26 +115,26 @@ kevra_scene_request ProbePlanner::plan(const ProbeFacts& facts, const kevra_scen
     if (facts.paired) {
         intervals_.add(facts.interval_ns);
         if (pairs_ < kRequestWait) ++pairs_;
+        // A probe only ever lengthens an interval.
+        own_ns_ = intervals_[0];
+        for (int j = 1; j < intervals_.size(); ++j)
+            if (intervals_[j] < own_ns_) own_ns_ = intervals_[j];
     }
     if (facts.answer != settled_answer_) {
         settled_answer_ = facts.answer;
         settled_since_ns_ = facts.timestamp_ns;
-        confirmed_ = false;
     }
-    if (!due(facts, settings)) return request;
-    // The camera's own interval: the shortest recent one, as a probe only
-    // ever lengthens an interval.
-    int64_t own = intervals_[0];
-    for (int j = 1; j < intervals_.size(); ++j)
-        if (intervals_[j] < own) own = intervals_[j];
-    const int untested = (facts.untested[0] ? 1 : 0) | (facts.untested[1] ? 2 : 0);
-    const int64_t extra = probe_extra_ns(own, settings.longest_extra_ns, untested);
+    const int open = untested(facts);
+    const bool continuing = burst_left_ > 0;
+    burst_left_ = 0;
+    if (!due(facts, settings, open, continuing)) return request;
+    const int64_t extra = probe_extra_ns(own_ns_, settings.longest_extra_ns, open);
     if (extra == 0) return request;
-    request.hypotheses = (untested & 1 ? 50 : 0) + (untested & 2 ? 60 : 0);
-    request.frame_interval_ns = own + extra;
+    request.hypotheses = (open & 1 ? 50 : 0) + (open & 2 ? 60 : 0);
+    request.frame_interval_ns = own_ns_ + extra;
+    burst_left_ = continuing ? 0 : kBurst - 1;
     frames_since_request_ = 0;
     settled_since_ns_ = facts.timestamp_ns;
-    confirmed_ = facts.answer != KEVRA_SCENE_UNKNOWN;
     return request;
 }
 

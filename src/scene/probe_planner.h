@@ -20,10 +20,12 @@ struct ProbeFacts {
     bool paired;            // the frame extends a sequence (has a previous frame)
     int64_t interval_ns;    // from the previous frame, when paired
     int32_t answer;         // reported
-    // Per hypothesis ([0] 50 Hz, [1] 60 Hz): the latest pair did not move
-    // this ripple and fewer than three pairs in memory did, yet the exposure
-    // would let a lamp show through.
-    bool untested[2];
+    int32_t frame_answer;   // what this frame's evidence alone says
+    bool frame_single_pair; // ... and it names a lamp from a single pair
+    // Per hypothesis ([0] 50 Hz, [1] 60 Hz): pairs in memory in which the
+    // ripple moved, and whether the latest exposure hides any lamp's ripple.
+    int moved_pairs[2];
+    bool hidden[2];
 };
 
 class ProbePlanner {
@@ -33,13 +35,15 @@ public:
     kevra_scene_request plan(const ProbeFacts& facts, const kevra_scene_settings& settings);
 
 private:
-    bool due(const ProbeFacts& facts, const kevra_scene_settings& settings) const;
+    int untested(const ProbeFacts& facts) const;
+    bool due(const ProbeFacts& facts, const kevra_scene_settings& settings, int untested, bool continuing) const;
 
     Recent<int64_t, 4> intervals_;  // the camera's recent frame intervals
+    int64_t own_ns_ = 0;             // the camera's own interval: the shortest recent one
     int32_t pairs_ = 0;              // since the last reset, saturating
     int32_t frames_since_request_ = 0;
-    bool confirmed_ = false;         // the settled lamp was probed again
-    int64_t settled_since_ns_ = 0;  // the answer settled, or the last request, whichever is later
+    int32_t burst_left_ = 0;         // requests still to make in this burst
+    int64_t settled_since_ns_ = 0;   // the answer settled, or the last request, whichever is later
     int32_t settled_answer_ = KEVRA_SCENE_UNKNOWN;
 };
 

@@ -205,11 +205,12 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     HypothesisSummary summary[2];
     double sinc_bound[2];
     HoldFacts hold;
+    hold.probing = settings_.probe != 0;
     bool added[2] = {false, false};
     Phasor single[2];
     double sinc_latest[2];
     ProbeFacts probe{now.timestamp_ns, paired, paired ? int64_t(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) : 0,
-                     KEVRA_SCENE_UNKNOWN, {false, false}};
+                     KEVRA_SCENE_UNKNOWN, KEVRA_SCENE_UNKNOWN, false, {0, 0}, {false, false}};
     const FitTiming timing{rows, now.lines_per_row, now.line_time, now.exposure_time,
                            reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)};
     const FitBuffers buffers{sum_stream_, count_stream_, unpacked_sum_, unpacked_count_, unpacked_level_};
@@ -254,19 +255,21 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         single[h] = own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0};
         sinc_latest[h] = sinc_now;
     }
+    for (int h = 0; h < 2; ++h) summary[h] = combine_stretches(evidence_[h], single[h]);
     for (int h = 0; h < 2; ++h) {
-        // Only a settled NONE, or this frequency's own lamp, can be surprised:
-        // beside the other frequency's lamp, its changes leak into this fit.
-        const int32_t settled = hold_.answer();
-        hold.surprise[h] = added[h] && (settled == KEVRA_SCENE_NONE || settled == kMains[h]) &&
-                           surprising(evidence_[h].latest()) &&
-                           (!added[1 - h] || evidence_[h].latest().power > evidence_[1 - h].latest().power);
+        // Beside a visible lamp of the other frequency, its changes leak into
+        // this fit.
+        hold.surprise[h] = added[h] && hold_.answer() != kMains[1 - h] && summary[1 - h].ripple < kVisibleRipple &&
+                           surprising(evidence_[h].latest());
         // Whatever the earlier pairs said of this frequency no longer holds.
-        if (hold.surprise[h]) evidence_[h].clear();
-        summary[h] = combine_stretches(evidence_[h], single[h]);
+        if (hold.surprise[h]) {
+            evidence_[h].clear();
+            summary[h] = combine_stretches(evidence_[h], single[h]);
+        }
         hold.lamp[h] = summary[h].lamp;
-        probe.untested[h] = !(added[h] && evidence_[h].latest().informative) && evidence_[h].informative() < 3 &&
-                            2.0 * std::fabs(sinc_latest[h]) >= kVisibleRipple;
+        hold.single_pair[h] = summary[h].pairs == 1;
+        probe.moved_pairs[h] = evidence_[h].informative();
+        probe.hidden[h] = 2.0 * std::fabs(sinc_latest[h]) < kVisibleRipple;
     }
 
     latest_ = 1 - latest_;
@@ -274,8 +277,11 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     has_previous_ = true;
     frames_ = paired ? frames_ + 1 : 1;
 
-    const Verdict verdict = hold_.update(frame_verdict(summary, sinc_bound), hold);
+    const Verdict alone = frame_verdict(summary, sinc_bound);
+    const Verdict verdict = hold_.update(alone, hold);
     probe.answer = verdict.answer;
+    probe.frame_answer = alone.answer;
+    probe.frame_single_pair = alone.answer == kMains[0] ? hold.single_pair[0] : alone.answer == kMains[1] && hold.single_pair[1];
     request_ = planner_.plan(probe, settings_);
     result->scene_flicker = verdict.answer;
     result->confidence = float(verdict.confidence);
