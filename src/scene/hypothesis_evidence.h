@@ -13,12 +13,9 @@
 
 #include "kevra_scene.h"
 #include "scene/recent.h"
+#include "scene/scene_math.h"
 
 namespace kevra_scene {
-
-struct Phasor {
-    double re = 0.0, im = 0.0;
-};
 
 struct PairMeasure {
     Phasor q;         // fitted fundamental of the log change, absolute-time phase

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "scene/hypothesis_fit.h"
+#include "scene/harmonic_projection.h"
 #include "scene/row_profile.h"
 #include "scene/row_shift.h"
 #include "scene/scene_math.h"
@@ -31,6 +31,9 @@ constexpr double kInformative = 0.25;
 constexpr double kInformativeMoving = 0.5;
 // Fewer rows than this cannot separate an offset and three harmonics.
 constexpr int32_t kFewestRows = 16;
+// A frame's readout and exposure span at most this long (10 s): beyond it the
+// row times lose the precision a ripple's phase needs.
+constexpr double kLongestFrameUs = 1e7;
 // Floor of the per-row noise of a log change (0.01 %), so that a perfectly
 // steady synthetic scene does not claim infinite certainty.
 constexpr double kNoiseFloor = 1e-8;
@@ -38,8 +41,9 @@ constexpr double kNoiseFloor = 1e-8;
 bool frame_is_valid(const kevra_scene_frame* f) {
     if (f == nullptr || f->sum_stream == nullptr || f->count_stream == nullptr) return false;
     if (f->row_num < 1 || f->row_num > KEVRA_MAX_ROWS || f->lines_per_row < 1) return false;
-    return std::isfinite(f->exposure_time) && f->exposure_time >= 0.0f && std::isfinite(f->line_time) &&
-           f->line_time > 0.0f;
+    if (!(f->exposure_time > 0.0f && f->line_time > 0.0f)) return false;  // NaN fails too
+    const double span = double(f->row_num) * double(f->lines_per_row) * double(f->line_time) + double(f->exposure_time);
+    return span <= kLongestFrameUs;  // infinity fails too
 }
 
 // Mean and variance of the finite entries.
@@ -99,6 +103,14 @@ void remove_quadratic_trend(const double* v, int n, double* out) {
 // could overflow.
 uint64_t interval_ns(int64_t earlier, int64_t later) { return uint64_t(later) - uint64_t(earlier); }
 
+// After the previous frame, by an interval that an int64 holds.
+bool later_frame(int64_t previous, int64_t now) {
+    return now > previous && interval_ns(previous, now) <= uint64_t(INT64_MAX);
+}
+
+// Angular frequency of the ripple, radians per us.
+double ripple_rate(int32_t mains_frequency) { return 2.0 * kPi * 2.0 * double(mains_frequency) * 1e-6; }
+
 float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line_time) {
     int64_t r = timestamp_ns % kPhaseCycleNs;
     if (r < 0) r += kPhaseCycleNs;
@@ -114,9 +126,9 @@ double fold_shift(double shift_us, double period_us) {
 
 }  // namespace
 
-SceneClassifier::SceneClassifier() : detector_(QORKEVRA::createInstance()), settings_(default_settings()) { Reset(); }
+SceneClassifier::SceneClassifier() : settings_(default_settings()) { Reset(); }
 
-SceneClassifier::~SceneClassifier() { detector_->destroyInstance(detector_); }
+SceneClassifier::~SceneClassifier() = default;
 
 void SceneClassifier::destroyInstance(QORKEVRASCENE* instance) { delete instance; }
 
@@ -154,7 +166,7 @@ bool SceneClassifier::pairs_with_previous(const FrameTiming& now) const {
 
 int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scene_result* result) {
     if (!frame_is_valid(frame) || result == nullptr) return KEVRA_STATUS_INVALID_ARGUMENT;
-    if (has_previous_ && frame->timestamp_ns <= previous_.timestamp_ns) return KEVRA_STATUS_INVALID_ARGUMENT;
+    if (has_previous_ && !later_frame(previous_.timestamp_ns, frame->timestamp_ns)) return KEVRA_STATUS_INVALID_ARGUMENT;
 
     const FrameTiming now{frame->timestamp_ns, frame->exposure_time, frame->line_time, frame->row_num,
                           frame->lines_per_row};
@@ -165,6 +177,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     if (!paired) {
         for (HypothesisEvidence& e : evidence_) e.clear();
         exposures_.clear();
+        hysteresis_.reset();
     }
     exposures_.add(now.exposure_time);
 
@@ -186,10 +199,9 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
 
     HypothesisSummary summary[2];
     double sinc_bound[2];
-    const FitTiming timing{rows, now.lines_per_row, now.line_time, now.exposure_time,
-                           reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)};
-    const FitBuffers buffers{sum_stream_, count_stream_, unpacked_sum_, unpacked_count_, unpacked_level_};
-    if (usable) prepare_fit_streams(buffers, rows);
+    const double row_time = double(now.line_time) * double(now.lines_per_row);
+    const double first_row = double(reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)) +
+                             0.5 * double(now.exposure_time);
     for (int h = 0; h < 2; ++h) {
         const double rate = ripple_rate(kMains[h]);
         const double sinc_now = scene_sinc(0.5 * rate * double(now.exposure_time));
@@ -199,15 +211,17 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         for (int j = 0; j < exposures_.size(); ++j)
             largest = std::fmax(largest, std::fabs(scene_sinc(0.5 * rate * double(exposures_[j]))));
         sinc_bound[h] = 2.0 * largest;
+        if (usable) harmonic_rows(harmonic_rows_, rows, first_row, row_time, rate);
         if (paired && change_rows >= kFewestRows) {
-            const SignalFit change = fit_signal(*detector_, kMains[h], timing, change_, buffers);
+            harmonic_normal(change_normal_, harmonic_rows_, change_);
+            const HarmonicFit change = project_harmonics(harmonic_rows_, change_normal_, change_);
             if (change.valid) {
                 const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
                 // The earlier row the change compares with was exposed camera_shift
                 // rows earlier still.
                 const double shift_us = double(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) * 1e-3 +
                                         0.5 * (double(now.exposure_time) - double(previous_.exposure_time)) +
-                                        camera_shift * double(now.line_time) * double(now.lines_per_row);
+                                        camera_shift * row_time;
                 const SinCos turn = scene_sincos(-rate * shift_us);
                 PairMeasure pair;
                 pair.q = change.fundamental;
@@ -224,14 +238,19 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
                 evidence_[h].add(pair);
             }
         }
-        const SignalFit own = usable ? fit_signal(*detector_, kMains[h], timing, frame_, buffers) : SignalFit{};
+        HarmonicFit own;
+        if (usable) {
+            harmonic_normal(frame_normal_, harmonic_rows_, frame_);
+            own = project_harmonics(harmonic_rows_, frame_normal_, frame_);
+        }
         summary[h] = combine_stretches(evidence_[h], own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0});
     }
 
     latest_ = 1 - latest_;
     previous_ = now;
     has_previous_ = true;
-    frames_ = paired ? frames_ + 1 : 1;
+    // Saturates: a camera may run for months.
+    frames_ = !paired ? 1 : frames_ < INT32_MAX ? frames_ + 1 : frames_;
 
     const Verdict verdict = hysteresis_.update(frame_verdict(summary, sinc_bound));
     result->scene_flicker = verdict.answer;

@@ -1,4 +1,4 @@
-// The scene classifier behind QORKEVRASCENE: fixed-size state, one detector.
+// The scene classifier behind QORKEVRASCENE: fixed-size state.
 #ifndef KEVRA_SCENE_SCENE_CLASSIFIER_H
 #define KEVRA_SCENE_SCENE_CLASSIFIER_H
 
@@ -6,6 +6,7 @@
 
 #include "kevra.h"
 #include "kevra_scene.h"
+#include "scene/harmonic_projection.h"
 #include "scene/hypothesis_evidence.h"
 #include "scene/recent.h"
 #include "scene/row_shift.h"
@@ -38,7 +39,6 @@ private:
 
     bool pairs_with_previous(const FrameTiming& now) const;
 
-    QORKEVRA* detector_;
     kevra_scene_settings settings_;
     kevra_scene_request request_;
     bool has_previous_ = false;
@@ -52,11 +52,9 @@ private:
     int latest_ = 0;                     // index of the previous frame's profile in profile_
     double change_[KEVRA_MAX_ROWS];
     double frame_[KEVRA_MAX_ROWS];
-    uint32_t sum_stream_[KEVRA_MAX_ROWS * 24];
-    uint32_t count_stream_[KEVRA_MAX_ROWS * 24];
-    uint32_t unpacked_sum_[KEVRA_MAX_ROWS * 24];
-    uint32_t unpacked_count_[KEVRA_MAX_ROWS * 24];
-    float unpacked_level_[KEVRA_MAX_ROWS * 24];
+    HarmonicRows harmonic_rows_;
+    HarmonicNormal change_normal_;
+    HarmonicNormal frame_normal_;
     RowShiftWork shift_work_;
 };
 

@@ -31,6 +31,11 @@ inline double scene_log(double x) {
     return double(e) * kLn2 + 2.0 * sum;
 }
 
+// A complex amplitude.
+struct Phasor {
+    double re = 0.0, im = 0.0;
+};
+
 struct SinCos {
     double sin, cos;
 };

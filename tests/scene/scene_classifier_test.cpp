@@ -54,8 +54,8 @@ TEST(SceneClassifier, RefusesBadFramesWithoutTouchingResultOrState) {
     Classifier c;
     std::vector<kevra_scene_result> got;
     for (size_t k = 0; k < frames.size(); ++k) {
-        kevra_scene_frame bad[9];
-        for (auto& b : bad) b = frames[k].frame;
+        const kevra_scene_frame good = frames[k].frame;
+        std::vector<kevra_scene_frame> bad(15, good);
         bad[0].sum_stream = nullptr;
         bad[1].count_stream = nullptr;
         bad[2].row_num = 0;
@@ -64,8 +64,15 @@ TEST(SceneClassifier, RefusesBadFramesWithoutTouchingResultOrState) {
         bad[5].line_time = 0.0f;
         bad[6].exposure_time = -1.0f;
         bad[7].exposure_time = std::nanf("");
-        bad[8].timestamp_ns = k == 0 ? frames[0].frame.timestamp_ns : frames[k - 1].frame.timestamp_ns;
-        for (int i = 0; i < (k == 0 ? 8 : 9); ++i) {
+        bad[8].exposure_time = 0.0f;
+        bad[9].exposure_time = HUGE_VALF;
+        bad[10].line_time = -HUGE_VALF;
+        bad[11].line_time = std::nanf("");
+        bad[12].exposure_time = 1.1e7f;        // longer than any frame may span
+        bad[13].lines_per_row = INT32_MAX;     // rows that would end years later
+        bad[14].timestamp_ns = k == 0 ? good.timestamp_ns : frames[k - 1].frame.timestamp_ns;
+        if (k == 0) bad.pop_back();
+        for (size_t i = 0; i < bad.size(); ++i) {
             kevra_scene_result r;
             std::memset(&r, 0xA5, sizeof r);
             const kevra_scene_result before = r;
@@ -83,6 +90,27 @@ TEST(SceneClassifier, RefusesBadFramesWithoutTouchingResultOrState) {
     // even though their timestamps now go back in time.
     c.s->Reset();
     EXPECT_TRUE(same_results(want, c.run(frames)));
+
+    // Timestamps further apart than an int64 holds.
+    c.s->Reset();
+    kevra_scene_frame early = frames[0].frame, late = frames[1].frame;
+    early.timestamp_ns = INT64_MIN;
+    late.timestamp_ns = INT64_MAX;
+    kevra_scene_result r{};
+    EXPECT_EQ(c.s->ProcessFrame(&early, &r), KEVRA_STATUS_OK);
+    EXPECT_EQ(c.s->ProcessFrame(&late, &r), KEVRA_STATUS_INVALID_ARGUMENT);
+}
+
+// A frame that cannot be paired with the one before starts everything anew,
+// the reported answer included.
+TEST(SceneClassifier, AGapStartsTheAnswerAnew) {
+    auto frames = make_sequence(lamp(50, 30, 0.1, Picture::Gradient));
+    Classifier c;
+    EXPECT_EQ(c.run(frames).back().scene_flicker, KEVRA_SCENE_50HZ);
+    for (auto& f : frames) f.frame.timestamp_ns += 1000000000;
+    const auto after = c.run({frames[0]});
+    EXPECT_EQ(after[0].scene_flicker, KEVRA_SCENE_UNKNOWN);
+    EXPECT_EQ(after[0].frames, 1);
 }
 
 struct Case {

@@ -29,6 +29,16 @@ struct SequencePlan {
     int lamp_off_from = 1 << 30;  // frames from this one on are lit steadily
     Picture picture = Picture::Uniform;
     int motion = 0;          // picture moves down this many lines per frame
+    double exposure_ramp = 0.0;  // exposure grows by this share per frame (auto-exposure)
+    int lamp_zones = 0x3F;   // zones the lamp lights (bit z: zone z)
+    double daylight = 0.0;   // share of steady light mixed into the lit zones
+    // An object in some zones: a band of band_lines lines whose level is
+    // band_gain times the picture's, moving down band_speed lines per frame.
+    int band_zones = 0;
+    double band_gain = 1.0;
+    int band_lines = 320;
+    int band_speed = 0;
+    int band_first = 0;      // its top line in frame 0
     double noise = 0.002;    // relative noise of each sample
     int rows = 250;
     int lines_per_row = 16;
@@ -75,7 +85,8 @@ inline std::vector<SequenceFrame> make_sequence(const SequencePlan& s) {
     for (int k = 0; k < s.frames; ++k) {
         SequenceFrame& f = out[size_t(k)];
         const int64_t ts = s.first_ns + int64_t(double(k) * 1e9 / s.fps + 0.5);
-        const float e = k >= s.change_frame && s.change_frame >= 0 ? s.exposure_after : s.exposure;
+        float e = k >= s.change_frame && s.change_frame >= 0 ? s.exposure_after : s.exposure;
+        e = float(double(e) * (1.0 + s.exposure_ramp * k));
         const bool lit = k >= s.lamp_off_before && k < s.lamp_off_from;
         f.sum.assign(size_t(s.rows) * 24, 0);
         f.count.assign(size_t(s.rows) * 24, 0);
@@ -87,9 +98,15 @@ inline std::vector<SequenceFrame> make_sequence(const SequencePlan& s) {
                 light += lamp_light(lit ? s.ripple : steady, w, t, double(e));
             }
             light /= s.lines_per_row;
+            const double mixed = s.daylight + (1.0 - s.daylight) * light;
+            const double centre = double(r * s.lines_per_row + s.lines_per_row / 2);
+            const int band_top = s.band_first + s.band_speed * k;
+            const bool in_band = centre >= band_top && centre < band_top + s.band_lines;
             for (int z = 0; z < 6; ++z) {
-                const double line = double(r * s.lines_per_row + s.lines_per_row / 2 + s.motion * k);
-                const double level = picture_level(s.picture, line, lines, z) * light * double(e) / 4000.0;
+                const double line = centre + double(s.motion * k);
+                const double lamp = (s.lamp_zones >> z & 1) ? mixed : 1.0;
+                const double object = in_band && (s.band_zones >> z & 1) ? s.band_gain : 1.0;
+                const double level = picture_level(s.picture, line, lines, z) * object * lamp * double(e) / 4000.0;
                 for (int c = 0; c < 4; ++c) {
                     // Irwin-Hall: a unit normal from twelve uniforms, the same on every library.
                     double n = -6.0;
