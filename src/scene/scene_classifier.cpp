@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "scene/harmonic_projection.h"
+#include "scene/profile_trend.h"
 #include "scene/row_profile.h"
 #include "scene/row_shift.h"
 #include "scene/scene_math.h"
@@ -44,58 +45,6 @@ bool frame_is_valid(const kevra_scene_frame* f) {
     if (!(f->exposure_time > 0.0f && f->line_time > 0.0f)) return false;  // NaN fails too
     const double span = double(f->row_num) * double(f->lines_per_row) * double(f->line_time) + double(f->exposure_time);
     return span <= kLongestFrameUs;  // infinity fails too
-}
-
-// Mean and variance of the finite entries.
-void moments(const double* v, int n, double& mean, double& variance, int& used) {
-    double sum = 0.0;
-    used = 0;
-    for (int r = 0; r < n; ++r)
-        if (v[r] == v[r]) {
-            sum += v[r];
-            ++used;
-        }
-    mean = used > 0 ? sum / double(used) : 0.0;
-    double squares = 0.0;
-    for (int r = 0; r < n; ++r)
-        if (v[r] == v[r]) squares += (v[r] - mean) * (v[r] - mean);
-    variance = used > 0 ? squares / double(used) : 0.0;
-}
-
-// The frame's profile less its least-squares quadratic: a picture's slow
-// brightness change down the frame leaks into every harmonic of a fit over a
-// few ripple periods, while a ripple of three or more periods hardly projects
-// onto a quadratic.
-void remove_quadratic_trend(const double* v, int n, double* out) {
-    double m[3][3] = {}, b[3] = {};
-    for (int r = 0; r < n; ++r) {
-        if (v[r] != v[r]) continue;
-        const double x = (2.0 * r - (n - 1)) / double(n);
-        const double basis[3] = {1.0, x, x * x};
-        for (int i = 0; i < 3; ++i) {
-            b[i] += basis[i] * v[r];
-            for (int j = 0; j < 3; ++j) m[i][j] += basis[i] * basis[j];
-        }
-    }
-    // Cramer's rule on the 3x3 normal equations.
-    const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
-                       m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
-                       m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
-    double c[3] = {};
-    if (det != 0.0) {
-        for (int k = 0; k < 3; ++k) {
-            double a[3][3];
-            for (int i = 0; i < 3; ++i)
-                for (int j = 0; j < 3; ++j) a[i][j] = j == k ? b[i] : m[i][j];
-            c[k] = (a[0][0] * (a[1][1] * a[2][2] - a[1][2] * a[2][1]) - a[0][1] * (a[1][0] * a[2][2] - a[1][2] * a[2][0]) +
-                    a[0][2] * (a[1][0] * a[2][1] - a[1][1] * a[2][0])) /
-                   det;
-        }
-    }
-    for (int r = 0; r < n; ++r) {
-        const double x = (2.0 * r - (n - 1)) / double(n);
-        out[r] = v[r] - (c[0] + c[1] * x + c[2] * x * x);
-    }
 }
 
 // Time from one timestamp to a later one. Any two int64 timestamps are less
@@ -164,6 +113,49 @@ bool SceneClassifier::pairs_with_previous(const FrameTiming& now) const {
            now.line_time == previous_.line_time && interval_ns(previous_.timestamp_ns, now.timestamp_ns) <= kLongestPairNs;
 }
 
+PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, double camera_shift,
+                                          const HarmonicFit& change) const {
+    const double sinc_now = scene_sinc(0.5 * rate * double(now.exposure_time));
+    const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
+    // The earlier row the change compares with was exposed camera_shift rows
+    // earlier still.
+    const double shift_us = double(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) * 1e-3 +
+                            0.5 * (double(now.exposure_time) - double(previous_.exposure_time)) +
+                            camera_shift * double(now.line_time) * double(now.lines_per_row);
+    const SinCos turn = scene_sincos(-rate * shift_us);
+    PairMeasure pair;
+    pair.g = {sinc_now - sinc_before * turn.cos, -sinc_before * turn.sin};
+    pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
+    pair.power = change.power;
+    pair.camera_moved = camera_shift != 0.0;
+    pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
+    pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
+                       (pair.camera_moved ? kInformativeMoving : kInformative) * pair.sinc;
+    for (int z = 0; z < kZones; ++z) {
+        const HarmonicFit f = project_harmonics(harmonic_rows_, change_normal_, zone_change_[z]);
+        ZoneMeasure& m = pair.zone[z];
+        m.valid = f.valid && f.used >= kFewestRows;
+        if (!m.valid) continue;
+        const double row_noise = f.residual > kNoiseFloor ? f.residual : kNoiseFloor;
+        m.q = f.fundamental;
+        m.variance = 4.0 * row_noise / double(f.used);
+        m.shape = f.variance > 0.0 ? std::fmin(1.0, f.power / f.variance) : 0.0;
+        m.residual = f.residual;
+    }
+    return pair;
+}
+
+// Peak to peak of the zone whose own profile shows most at this frequency.
+double SceneClassifier::zone_single_frame() const {
+    double most = 0.0;
+    for (int z = 0; z < kZones; ++z) {
+        const HarmonicFit f = project_harmonics(harmonic_rows_, frame_normal_, zone_frame_[z]);
+        if (f.valid) most = std::fmax(most, 2.0 * std::sqrt(f.fundamental.re * f.fundamental.re +
+                                                            f.fundamental.im * f.fundamental.im));
+    }
+    return most;
+}
+
 int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scene_result* result) {
     if (!frame_is_valid(frame) || result == nullptr) return KEVRA_STATUS_INVALID_ARGUMENT;
     if (has_previous_ && !later_frame(previous_.timestamp_ns, frame->timestamp_ns)) return KEVRA_STATUS_INVALID_ARGUMENT;
@@ -172,7 +164,9 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
                           frame->lines_per_row};
     const int rows = now.row_num;
     double* profile = profile_[1 - latest_];
+    double(*zones)[KEVRA_MAX_ROWS] = zone_profile_[1 - latest_];
     const int rows_with_data = row_log_levels(frame->sum_stream, frame->count_stream, rows, profile);
+    zone_log_levels(frame->sum_stream, frame->count_stream, rows, zones);
     const bool paired = pairs_with_previous(now);
     if (!paired) {
         for (HypothesisEvidence& e : evidence_) e.clear();
@@ -182,69 +176,50 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     exposures_.add(now.exposure_time);
 
     remove_quadratic_trend(profile, rows, frame_);
-    double change_variance = 0.0;
-    int change_rows = 0;
+    for (int z = 0; z < kZones; ++z) remove_quadratic_trend(zones[z], rows, zone_frame_[z]);
+    const double row_time = double(now.line_time) * double(now.lines_per_row);
     double camera_shift = 0.0;  // rows the picture moved down since the previous frame
+    int change_rows = 0;
     if (paired) {
         const double* before = profile_[latest_];
-        const double row_time = double(now.line_time) * double(now.lines_per_row);
         const double rates[2] = {ripple_rate(kMains[0]) * row_time, ripple_rate(kMains[1]) * row_time};
         camera_shift = estimate_row_shift(profile, before, rows, rates, shift_work_);
         shifted_change(profile, before, rows, camera_shift, change_);
-        double change_mean = 0.0;
-        moments(change_, rows, change_mean, change_variance, change_rows);
+        for (int z = 0; z < kZones; ++z)
+            shifted_change(zones[z], zone_profile_[latest_][z], rows, camera_shift, zone_change_[z]);
+        for (int r = 0; r < rows; ++r) change_rows += change_[r] == change_[r];
     }
     const bool usable = rows >= kFewestRows && rows_with_data >= kFewestRows;
     if (!usable) change_rows = 0;
 
     HypothesisSummary summary[2];
     double sinc_bound[2];
-    const double row_time = double(now.line_time) * double(now.lines_per_row);
+    Phasor single[2];
+    double zone_single[2] = {};
     const double first_row = double(reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)) +
                              0.5 * double(now.exposure_time);
     for (int h = 0; h < 2; ++h) {
         const double rate = ripple_rate(kMains[h]);
-        const double sinc_now = scene_sinc(0.5 * rate * double(now.exposure_time));
         // No lamp shows more than its whole light as ripple (relative amplitude
         // 1) through the most revealing exposure of the frames remembered.
         double largest = 0.0;
         for (int j = 0; j < exposures_.size(); ++j)
             largest = std::fmax(largest, std::fabs(scene_sinc(0.5 * rate * double(exposures_[j]))));
         sinc_bound[h] = 2.0 * largest;
-        if (usable) harmonic_rows(harmonic_rows_, rows, first_row, row_time, rate);
+        single[h] = Phasor{HUGE_VAL, 0.0};
+        if (!usable) continue;
+        harmonic_rows(harmonic_rows_, rows, first_row, row_time, rate);
         if (paired && change_rows >= kFewestRows) {
             harmonic_normal(change_normal_, harmonic_rows_, change_);
             const HarmonicFit change = project_harmonics(harmonic_rows_, change_normal_, change_);
-            if (change.valid) {
-                const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
-                // The earlier row the change compares with was exposed camera_shift
-                // rows earlier still.
-                const double shift_us = double(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) * 1e-3 +
-                                        0.5 * (double(now.exposure_time) - double(previous_.exposure_time)) +
-                                        camera_shift * row_time;
-                const SinCos turn = scene_sincos(-rate * shift_us);
-                PairMeasure pair;
-                pair.q = change.fundamental;
-                pair.g = {sinc_now - sinc_before * turn.cos, -sinc_before * turn.sin};
-                const double residual = change_variance - change.power;
-                const double row_noise = residual > kNoiseFloor ? residual : kNoiseFloor;
-                pair.variance = 4.0 * row_noise / double(change_rows);
-                pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
-                pair.power = change.power;
-                pair.camera_moved = camera_shift != 0.0;
-                pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
-                pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
-                                   (pair.camera_moved ? kInformativeMoving : kInformative) * pair.sinc;
-                evidence_[h].add(pair);
-            }
+            if (change.valid) evidence_[h].add(measure_pair(rate, now, camera_shift, change));
         }
-        HarmonicFit own;
-        if (usable) {
-            harmonic_normal(frame_normal_, harmonic_rows_, frame_);
-            own = project_harmonics(harmonic_rows_, frame_normal_, frame_);
-        }
-        summary[h] = combine_stretches(evidence_[h], own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0});
+        harmonic_normal(frame_normal_, harmonic_rows_, frame_);
+        const HarmonicFit own = project_harmonics(harmonic_rows_, frame_normal_, frame_);
+        if (own.valid) single[h] = own.fundamental;
+        zone_single[h] = zone_single_frame();
     }
+    combine_stretches(evidence_, single, zone_single, summary);
 
     latest_ = 1 - latest_;
     previous_ = now;

@@ -38,6 +38,10 @@ private:
     };
 
     bool pairs_with_previous(const FrameTiming& now) const;
+    // The latest pair under one hypothesis (rate: radians per us), from the
+    // zones' changes and the whole frame's.
+    PairMeasure measure_pair(double rate, const FrameTiming& now, double camera_shift, const HarmonicFit& change) const;
+    double zone_single_frame() const;
 
     kevra_scene_settings settings_;
     kevra_scene_request request_;
@@ -52,6 +56,9 @@ private:
     int latest_ = 0;                     // index of the previous frame's profile in profile_
     double change_[KEVRA_MAX_ROWS];
     double frame_[KEVRA_MAX_ROWS];
+    double zone_profile_[2][kZones][KEVRA_MAX_ROWS];  // per zone, as profile_
+    double zone_change_[kZones][KEVRA_MAX_ROWS];
+    double zone_frame_[kZones][KEVRA_MAX_ROWS];
     HarmonicRows harmonic_rows_;
     HarmonicNormal change_normal_;
     HarmonicNormal frame_normal_;

@@ -127,7 +127,7 @@ TEST(SceneClassifier, AnswersWhatThePhysicsDecides) {
     std::vector<Case> cases;
     cases.push_back({"50 Hz lamp, 30 fps, gradient", lamp(50, 30, 0.1, Picture::Gradient), KEVRA_SCENE_50HZ});
     SequencePlan moving = lamp(60, 25, 0.05, Picture::WindowOverDesk);
-    moving.motion = 3;
+    moving.motion = 48;  // three rows: a sub-row shift of this texture is a new picture
     moving.drift = 0.003;
     cases.push_back({"60 Hz lamp, 25 fps, window over desk, camera moving", moving, KEVRA_SCENE_60HZ});
     cases.push_back({"weak 60 Hz lamp, 50 fps", lamp(60, 50, 0.02, Picture::Gradient), KEVRA_SCENE_60HZ});
