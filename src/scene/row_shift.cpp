@@ -13,6 +13,10 @@ namespace {
 
 constexpr int kBasis = kShiftBasis;
 constexpr int kPairs = kBasis * (kBasis + 1) / 2;
+// Below this energy per row (0.5 % rms) the change at rest holds nothing a
+// motion need explain; there a shift could only line up the ripple's own
+// higher harmonics, whose roll is itself a shift of the profile.
+constexpr double kLeastMismatch = 2.5e-5;
 
 double interpolated(const double* v, int rows, double x) {
     if (!(x >= 0.0) || x > double(rows - 1)) return std::numeric_limits<double>::quiet_NaN();
@@ -23,18 +27,21 @@ double interpolated(const double* v, int rows, double x) {
 }
 
 void prepare(RowShiftWork& m, const double* now, int rows, const double (&rates)[2]) {
-    SinCos at_row[2] = {{0.0, 1.0}, {0.0, 1.0}}, turn[2];
-    for (int h = 0; h < 2; ++h) turn[h] = scene_sincos(rates[h]);
+    SinCos at_row[6], turn[6];
+    for (int k = 0; k < 6; ++k) {
+        at_row[k] = {0.0, 1.0};
+        turn[k] = scene_sincos(double(k % 3 + 1) * rates[k / 3]);
+    }
     for (int i = 0; i < kPairs; ++i) m.gram[i][0] = 0.0;
     for (int i = 0; i < kBasis; ++i) m.now_basis[i][0] = 0.0;
     m.now_squares[0] = 0.0;
     for (int r = 0; r < rows; ++r) {
         m.basis[0][r] = 1.0;
-        for (int h = 0; h < 2; ++h) {
-            m.basis[1 + 2 * h][r] = at_row[h].cos;
-            m.basis[2 + 2 * h][r] = at_row[h].sin;
-            at_row[h] = {at_row[h].sin * turn[h].cos + at_row[h].cos * turn[h].sin,
-                         at_row[h].cos * turn[h].cos - at_row[h].sin * turn[h].sin};
+        for (int k = 0; k < 6; ++k) {
+            m.basis[1 + 2 * k][r] = at_row[k].cos;
+            m.basis[2 + 2 * k][r] = at_row[k].sin;
+            at_row[k] = {at_row[k].sin * turn[k].cos + at_row[k].cos * turn[k].sin,
+                         at_row[k].cos * turn[k].cos - at_row[k].sin * turn[k].sin};
         }
         for (int i = 0, k = 0; i < kBasis; ++i) {
             m.now_basis[i][r + 1] = m.now_basis[i][r] + m.basis[i][r] * now[r];
@@ -103,22 +110,26 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
     // enough to be left unshifted.
     if (rows < 2 || !complete(now, rows) || !complete(before, rows)) return 0.0;
     prepare(m, now, rows, ripple_rates);
-    // Whole rows first, then quarters and eighths around the best.
-    double best = HUGE_VAL, shift = 0.0;
+    const int reach = rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare
+                                                                          : kLeastRowShiftReach;
+    const double still = mismatch(m, now, before, rows, 0.0);
+    if (!(still > kLeastMismatch)) return 0.0;
+    double best = still, shift = 0.0;
     auto consider = [&](double s) {
-        if (s < -kLargestRowShift || s > kLargestRowShift) return;
+        if (s < -double(reach) || s > double(reach)) return;
         const double e = mismatch(m, now, before, rows, s);
         if (e < best) {
             best = e;
             shift = s;
         }
     };
-    for (int k = -int(kLargestRowShift); k <= int(kLargestRowShift); ++k) consider(double(k));
-    const double still = mismatch(m, now, before, rows, 0.0);
-    for (const double step : {0.25, 0.125}) {
+    // Every second row first (a picture's mismatch varies little over one
+    // row), then the rows, quarters and eighths around the best.
+    for (int k = -reach; k <= reach; k += 2) consider(double(k));
+    for (const double step : {1.0, 0.25, 0.125}) {
         const double centre = shift;
-        const int reach = step == 0.25 ? 3 : 1;
-        for (int k = -reach; k <= reach; ++k)
+        const int around = step == 0.25 ? 3 : 1;
+        for (int k = -around; k <= around; ++k)
             if (k != 0) consider(centre + double(k) * step);
     }
     return best < 0.5 * still && std::fabs(shift) >= kSmallestRowShift ? shift : 0.0;
