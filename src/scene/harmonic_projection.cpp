@@ -80,14 +80,16 @@ HarmonicFit project_harmonics(const HarmonicRows& rows, const HarmonicNormal& no
     int used = 0;
     bool same_rows = true;
     for (int r = 0; r < rows.rows; ++r) {
-        const double v = value[r];
-        const bool has = v == v;
+        const bool has = value[r] == value[r];
         same_rows = same_rows && has == normal.used[r];
-        if (!has) continue;
+        used += has;
+    }
+    // Rows without data add nothing; the branch-free pass is the common one.
+    for (int r = 0; r < rows.rows; ++r) {
+        const double v = value[r] == value[r] ? value[r] : 0.0;
         for (int i = 0; i < kTerms; ++i) b[i] += rows.basis[i][r] * v;
         sum += v;
         squares += v * v;
-        ++used;
     }
     HarmonicNormal own;
     if (!same_rows) harmonic_normal(own, rows, value);

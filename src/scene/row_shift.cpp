@@ -26,27 +26,33 @@ double interpolated(const double* v, int rows, double x) {
     return v[i] + f * (v[i + 1] - v[i]);
 }
 
-void prepare(RowShiftWork& m, const double* now, int rows, const double (&rates)[2]) {
-    SinCos at_row[6], turn[6];
-    for (int k = 0; k < 6; ++k) {
+void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
+    constexpr int kWaves = 2 * kShiftHarmonics;
+    SinCos at_row[kWaves], turn[kWaves];
+    for (int k = 0; k < kWaves; ++k) {
         at_row[k] = {0.0, 1.0};
-        turn[k] = scene_sincos(double(k % 3 + 1) * rates[k / 3]);
+        turn[k] = scene_sincos(double(k % kShiftHarmonics + 1) * rates[k / kShiftHarmonics]);
     }
     for (int i = 0; i < kPairs; ++i) m.gram[i][0] = 0.0;
-    for (int i = 0; i < kBasis; ++i) m.now_basis[i][0] = 0.0;
-    m.now_squares[0] = 0.0;
     for (int r = 0; r < rows; ++r) {
         m.basis[0][r] = 1.0;
-        for (int k = 0; k < 6; ++k) {
+        for (int k = 0; k < kWaves; ++k) {
             m.basis[1 + 2 * k][r] = at_row[k].cos;
             m.basis[2 + 2 * k][r] = at_row[k].sin;
             at_row[k] = {at_row[k].sin * turn[k].cos + at_row[k].cos * turn[k].sin,
                          at_row[k].cos * turn[k].cos - at_row[k].sin * turn[k].sin};
         }
-        for (int i = 0, k = 0; i < kBasis; ++i) {
-            m.now_basis[i][r + 1] = m.now_basis[i][r] + m.basis[i][r] * now[r];
+        for (int i = 0, k = 0; i < kBasis; ++i)
             for (int j = i; j < kBasis; ++j, ++k) m.gram[k][r + 1] = m.gram[k][r] + m.basis[i][r] * m.basis[j][r];
-        }
+    }
+}
+
+// The running sums of the later profile.
+void prepare_now(RowShiftWork& m, const double* now, int rows) {
+    for (int i = 0; i < kBasis; ++i) m.now_basis[i][0] = 0.0;
+    m.now_squares[0] = 0.0;
+    for (int r = 0; r < rows; ++r) {
+        for (int i = 0; i < kBasis; ++i) m.now_basis[i][r + 1] = m.now_basis[i][r] + m.basis[i][r] * now[r];
         m.now_squares[r + 1] = m.now_squares[r] + now[r] * now[r];
     }
 }
@@ -109,7 +115,8 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
     // Rows without data would break the running sums; such frames are rare
     // enough to be left unshifted.
     if (rows < 2 || !complete(now, rows) || !complete(before, rows)) return 0.0;
-    prepare(m, now, rows, ripple_rates);
+    prepare(m, rows, ripple_rates);
+    prepare_now(m, now, rows);
     const int reach = rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare
                                                                           : kLeastRowShiftReach;
     const double still = mismatch(m, now, before, rows, 0.0);
@@ -133,6 +140,20 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
             if (k != 0) consider(centre + double(k) * step);
     }
     return best < 0.5 * still && std::fabs(shift) >= kSmallestRowShift ? shift : 0.0;
+}
+
+bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)[KEVRA_MAX_ROWS], int zones,
+                     int rows, double shift, RowShiftWork& m) {
+    int helped = 0;
+    for (int z = 0; z < zones; ++z) {
+        if (!complete(now[z], rows) || !complete(before[z], rows)) return false;
+        prepare_now(m, now[z], rows);
+        const double still = mismatch(m, now[z], before[z], rows, 0.0);
+        const double moved = mismatch(m, now[z], before[z], rows, shift);
+        if (moved > 2.0 * still + kLeastMismatch) return false;
+        helped += moved < 0.5 * still;
+    }
+    return 2 * helped >= zones;
 }
 
 void shifted_change(const double* now, const double* before, int rows, double shift, double* out) {

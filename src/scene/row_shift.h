@@ -17,7 +17,8 @@ constexpr int kLeastRowShiftReach = 5;
 // shifted, interpolated profile would add back: such motion is left alone.
 constexpr double kSmallestRowShift = 1.0;
 
-constexpr int kShiftBasis = 13;  // an offset, cos and sin of three harmonics of both ripples
+constexpr int kShiftHarmonics = 3;  // of each ripple
+constexpr int kShiftBasis = 1 + 4 * kShiftHarmonics;  // an offset, cos and sin of each harmonic of both ripples
 
 // Scratch of the search, kept by the caller (some 220 kB: not for the stack):
 // the basis per row and running sums over the rows of the basis products and
@@ -39,6 +40,13 @@ struct RowShiftWork {
 // halves that mismatch and is at least kSmallestRowShift. Frames with rows without data are not searched (0).
 double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
                           RowShiftWork& work);
+
+// The shift is the camera's, not local content's: it halves the mismatch in
+// at least half of the zones and makes none clearly worse (more than doubled
+// beyond noise), as it would where the picture stood still. The scratch must
+// hold the search's preparation.
+bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)[KEVRA_MAX_ROWS], int zones,
+                     int rows, double shift, RowShiftWork& work);
 
 // out[r] = now[r] - before[r - shift], the earlier profile linearly
 // interpolated; NaN where r - shift falls outside the rows or on a NaN row.

@@ -7,6 +7,7 @@
 #include "scene/profile_trend.h"
 #include "scene/row_profile.h"
 #include "scene/row_shift.h"
+#include "scene/scene_limits.h"
 #include "scene/scene_math.h"
 #include "scene/scene_settings.h"
 
@@ -146,7 +147,10 @@ PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, d
 }
 
 // Peak to peak of the zone whose own profile shows most at this frequency.
-double SceneClassifier::zone_single_frame() const {
+double SceneClassifier::zone_single_frame(const double (*zones)[KEVRA_MAX_ROWS], int rows) {
+    if (!zone_frames_ready_)
+        for (int z = 0; z < kZones; ++z) remove_quadratic_trend(zones[z], rows, zone_frame_[z]);
+    zone_frames_ready_ = true;
     double most = 0.0;
     for (int z = 0; z < kZones; ++z) {
         const HarmonicFit f = project_harmonics(harmonic_rows_, frame_normal_, zone_frame_[z]);
@@ -176,7 +180,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     exposures_.add(now.exposure_time);
 
     remove_quadratic_trend(profile, rows, frame_);
-    for (int z = 0; z < kZones; ++z) remove_quadratic_trend(zones[z], rows, zone_frame_[z]);
+    zone_frames_ready_ = false;
     const double row_time = double(now.line_time) * double(now.lines_per_row);
     double camera_shift = 0.0;  // rows the picture moved down since the previous frame
     int change_rows = 0;
@@ -184,6 +188,8 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         const double* before = profile_[latest_];
         const double rates[2] = {ripple_rate(kMains[0]) * row_time, ripple_rate(kMains[1]) * row_time};
         camera_shift = estimate_row_shift(profile, before, rows, rates, shift_work_);
+        if (camera_shift != 0.0 && !shift_is_global(zones, zone_profile_[latest_], kZones, rows, camera_shift, shift_work_))
+            camera_shift = 0.0;
         shifted_change(profile, before, rows, camera_shift, change_);
         for (int z = 0; z < kZones; ++z)
             shifted_change(zones[z], zone_profile_[latest_][z], rows, camera_shift, zone_change_[z]);
@@ -217,7 +223,11 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         harmonic_normal(frame_normal_, harmonic_rows_, frame_);
         const HarmonicFit own = project_harmonics(harmonic_rows_, frame_normal_, frame_);
         if (own.valid) single[h] = own.fundamental;
-        zone_single[h] = zone_single_frame();
+        // The zones matter only where the whole frame shows too little to
+        // rule a lamp out: the largest zone shows at least as much.
+        const double whole = 2.0 * std::sqrt(own.fundamental.re * own.fundamental.re +
+                                             own.fundamental.im * own.fundamental.im);
+        zone_single[h] = own.valid && whole >= 0.5 * kDecision.visible_ripple ? whole : zone_single_frame(zones, rows);
     }
     combine_stretches(evidence_, single, zone_single, summary);
 

@@ -41,7 +41,7 @@ private:
     // The latest pair under one hypothesis (rate: radians per us), from the
     // zones' changes and the whole frame's.
     PairMeasure measure_pair(double rate, const FrameTiming& now, double camera_shift, const HarmonicFit& change) const;
-    double zone_single_frame() const;
+    double zone_single_frame(const double (*zones)[KEVRA_MAX_ROWS], int rows);
 
     kevra_scene_settings settings_;
     kevra_scene_request request_;
@@ -58,7 +58,8 @@ private:
     double frame_[KEVRA_MAX_ROWS];
     double zone_profile_[2][kZones][KEVRA_MAX_ROWS];  // per zone, as profile_
     double zone_change_[kZones][KEVRA_MAX_ROWS];
-    double zone_frame_[kZones][KEVRA_MAX_ROWS];
+    double zone_frame_[kZones][KEVRA_MAX_ROWS];  // the zones' profiles less their trends, once needed
+    bool zone_frames_ready_ = false;
     HarmonicRows harmonic_rows_;
     HarmonicNormal change_normal_;
     HarmonicNormal frame_normal_;
