@@ -24,13 +24,6 @@ constexpr int64_t kPhaseCycleNs = 100000000;
 // wanders by a few tenths of a percent, which moves the ripple's phase by a
 // tenth of a period within a quarter second.
 constexpr uint64_t kLongestPairNs = 250000000;
-// |G| of a pair relative to the larger exposure's sinc: 2 sin(pi x) for a
-// ripple that moved x of a period, 0.25 at x = 0.04.
-constexpr double kInformative = 0.25;
-// With the camera moving, part of that shift comes from following the
-// picture, and what the picture leaves behind turns by the same amount per
-// frame: it must turn far enough (0.08 of a period) to be told from a lamp.
-constexpr double kInformativeMoving = 0.5;
 // Fewer rows than this cannot separate an offset and three harmonics.
 constexpr int32_t kFewestRows = 16;
 // A frame's readout and exposure span at most this long (10 s): beyond it the
@@ -131,7 +124,7 @@ PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, d
     pair.camera_moved = camera_shift != 0.0;
     pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
     pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
-                       (pair.camera_moved ? kInformativeMoving : kInformative) * pair.sinc;
+                       (pair.camera_moved ? kDecision.informative_moving : kDecision.informative) * pair.sinc;
     for (int z = 0; z < kZones; ++z) {
         const HarmonicFit f = project_harmonics(harmonic_rows_, change_normal_, zone_change_[z]);
         ZoneMeasure& m = pair.zone[z];

@@ -26,6 +26,12 @@ struct DecisionTable {
     // by fractions of a row): more pairs must agree more closely, while the
     // picture's remains lower the share the ripple's shape explains.
     PathLimits moving_camera;
+    // A pair counts when |G| reaches this share of the larger exposure's
+    // sinc: 2 sin(pi x) for a ripple that moved x of a period, 0.25 at x = 0.04.
+    double informative;
+    // With the camera moving, what the picture leaves behind turns by the
+    // same amount per frame: the ripple must move 0.08 of a period.
+    double informative_moving;
     // Peak-to-peak ripple, relative to the mean level, from which banding is
     // visible in a picture.
     double visible_ripple;
@@ -49,7 +55,7 @@ constexpr DecisionTable kDecision = {
     {2, 50.0, 0.85, 0.6},   // two pairs
     {3, 25.0, 0.6, 0.6},    // three or more pairs
     {3, 25.0, 0.8, 0.4},    // moving camera
-    0.015, 2.0, 4.0, 0.82, 0.01, 50.0,
+    0.25, 0.5, 0.015, 2.0, 4.0, 0.82, 0.01, 50.0,
 };
 
 // The path a stretch of pairs takes.
