@@ -12,7 +12,7 @@ double norm(Phasor a) { return a.re * a.re + a.im * a.im; }
 
 }  // namespace
 
-LampFit HypothesisEvidence::fit_lamp(int first, int zones) const {
+LampFit HypothesisEvidence::fit_lamp(int first, int zones, bool whole_shape) const {
     // Weighted least squares for C in q_j = g_j C + noise_j, q_j the mean
     // change of the zones, over the pairs in which the ripple moved.
     LampFit f;
@@ -38,7 +38,7 @@ LampFit HypothesisEvidence::fit_lamp(int first, int zones) const {
         const double k = double(used);
         q = {q.re / k, q.im / k};
         variance /= k * k;
-        f.shape = std::fmin(f.shape, shape / k);
+        f.shape = std::fmin(f.shape, whole_shape ? p.shape : shape / k);
         f.camera_moved = f.camera_moved || p.camera_moved;
         ++f.pairs;
         if (p.sinc > sinc) sinc = p.sinc;
@@ -74,26 +74,30 @@ HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single, doubl
     const int first = count - recent > 0 ? count - recent : 0;
     const PairMeasure& latest = pairs_[count - 1];
     s.shift = latest.shift;
+    // A zone is disturbed where its change keeps, after the ripple's
+    // harmonics, more than 1 % rms and far more than its noise.
+    const double floor = kDecision.unexplained_change * kDecision.unexplained_change;
     int valid = 0, calm = 0;
-    for (int j = first; j < count; ++j) s.change_power += pairs_[j].power / double(count - first);
-    const double unexplained = kDecision.unexplained_change * kDecision.unexplained_change;
     for (int z = 0; z < kZones; ++z) {
-        if (latest.zone[z].valid) valid |= 1 << z;
-        if (!(latest.zone[z].residual > unexplained)) calm |= 1 << z;
+        const ZoneMeasure& m = latest.zone[z];
+        if (!m.valid) continue;
+        valid |= 1 << z;
+        if (!(m.residual > floor && m.residual > kDecision.disturbed_over_noise * m.noise)) calm |= 1 << z;
     }
     s.disturbed = (valid & ~calm) != 0;
 
     // Zones that show the lamp on their own; where none does, a lamp too weak
-    // for one zone may still show in all calm zones together.
+    // for one zone may still show in all calm zones together, as the whole
+    // frame's change does.
     LampFit zone_fit[kZones];
-    double worst_upper = 0.0;
     for (int z = 0; z < kZones; ++z) {
         if (!(valid >> z & 1)) continue;
-        const LampFit& f = zone_fit[z] = fit_lamp(first, 1 << z);
-        if (f.ripple_upper > worst_upper) worst_upper = f.ripple_upper;
+        const LampFit& f = zone_fit[z] = fit_lamp(first, 1 << z, false);
+        if (f.ripple > s.zone_ripple) s.zone_ripple = f.ripple;
         if (meets_limits(f.pairs, f.camera_moved, f.explained, f.fit, f.shape, f.ripple)) s.lit_zones |= 1 << z;
     }
-    const LampFit all = fit_lamp(first, s.lit_zones != 0 ? s.lit_zones : valid & calm);
+    const LampFit together = fit_lamp(first, valid & calm, true);
+    const LampFit all = s.lit_zones != 0 ? fit_lamp(first, s.lit_zones, false) : together;
     // One lamp: every lit zone's C within a narrow angle of the lit zones' C.
     for (int z = 0; z < kZones; ++z) {
         if (!(s.lit_zones >> z & 1)) continue;
@@ -107,7 +111,7 @@ HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single, doubl
     s.fit = all.fit;
     s.shape = all.shape;
     s.ripple = all.ripple;
-    s.ripple_upper = all.pairs > 0 ? worst_upper : HUGE_VAL;
+    s.ripple_upper = together.ripple_upper;
     return s;
 }
 

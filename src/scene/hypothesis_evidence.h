@@ -27,6 +27,7 @@ struct ZoneMeasure {
     double variance = 0.0;  // expected |noise|^2 of q
     double shape = 0.0;     // share of the change's energy the ripple's harmonics explain
     double residual = 0.0;  // per-row energy of the change they leave
+    double noise = 0.0;     // per-row noise energy, from the change's steps between rows
 };
 
 struct PairMeasure {
@@ -35,6 +36,7 @@ struct PairMeasure {
     double shift;       // ripple shift against the rows, fraction of a period folded to 0..0.5
     double sinc;        // the larger |s(E)| of the two frames
     double power;       // of the whole frame's change's fitted harmonics: sum A_h^2 / 2
+    double shape;       // share of the whole frame's change they explain
     bool camera_moved;  // the earlier profile was shifted to follow the picture
     // The ripple moved enough between the two frames for the pair to tell
     // ripple from picture; a pair in which it stood still predicts no change.
@@ -56,7 +58,8 @@ struct LampFit {
 struct HypothesisSummary {
     int pairs = 0;
     double ripple = 0.0;        // estimated ripple (peak to peak) in the most exposed frame of the pairs
-    double ripple_upper = 0.0;  // the largest of any zone at two standard errors above
+    double ripple_upper = 0.0;  // of all calm zones together, two standard errors above
+    double zone_ripple = 0.0;   // the largest estimate of any zone alone
     double explained = 0.0;     // chi-square of the fitted C against noise
     double fit = 0.0;           // share of the pairs' energy that one C explains
     double shape = 0.0;         // share of the changes the ripple's harmonics explain
@@ -81,8 +84,9 @@ public:
     HypothesisSummary summarize(int recent, Phasor single, double zone_single) const;
 
 private:
-    // One C for the mean change of `zones` over pairs first.. of the ring.
-    LampFit fit_lamp(int first, int zones) const;
+    // One C for the mean change of `zones` over pairs first.. of the ring;
+    // whole_shape: the shape of the whole frame's change rather than the zones'.
+    LampFit fit_lamp(int first, int zones, bool whole_shape) const;
 
     Recent<PairMeasure, KEVRA_SCENE_HISTORY - 1> pairs_;
 };

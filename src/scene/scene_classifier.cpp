@@ -61,6 +61,21 @@ float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line
     return float(double(r) * 1e-3 + 0.5 * double(lines_per_row - 1) * double(line_time));
 }
 
+// Half the mean square step between neighbouring rows: the noise energy per
+// row of white noise, little of a smooth ripple or of a few edges.
+double step_noise(const double* v, int rows) {
+    double sum = 0.0;
+    int n = 0;
+    for (int r = 1; r < rows; ++r) {
+        const double d = v[r] - v[r - 1];
+        if (d == d) {
+            sum += d * d;
+            ++n;
+        }
+    }
+    return n > 0 ? 0.5 * sum / double(n) : 0.0;
+}
+
 double fold_shift(double shift_us, double period_us) {
     double f = shift_us / period_us;
     f -= std::floor(f);
@@ -121,6 +136,7 @@ PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, d
     pair.g = {sinc_now - sinc_before * turn.cos, -sinc_before * turn.sin};
     pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
     pair.power = change.power;
+    pair.shape = change.variance > 0.0 ? std::fmin(1.0, change.power / change.variance) : 0.0;
     pair.camera_moved = camera_shift != 0.0;
     pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
     pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
@@ -135,6 +151,7 @@ PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, d
         m.variance = 4.0 * row_noise / double(f.used);
         m.shape = f.variance > 0.0 ? std::fmin(1.0, f.power / f.variance) : 0.0;
         m.residual = f.residual;
+        m.noise = step_noise(zone_change_[z], now.row_num);
     }
     return pair;
 }

@@ -14,7 +14,9 @@ double flicker_strength(const HypothesisSummary& s) { return s.explained * s.fit
 namespace {
 
 // The latest pairs rule the lamp out: it is off now, whatever came before.
-bool ruled_out(const HypothesisSummary& s) { return s.pairs > 0 && s.ripple_upper < kDecision.visible_ripple; }
+bool ruled_out(const HypothesisSummary& s) {
+    return s.pairs > 0 && s.ripple_upper < kDecision.visible_ripple && s.zone_ripple < kDecision.visible_ripple;
+}
 
 double strongest(const HypothesisSummary (&s)[2]) {
     double best = -1.0;
@@ -47,12 +49,13 @@ void combine_stretches(const HypothesisEvidence (&evidence)[2], const Phasor (&s
 namespace {
 
 // No lamp of this frequency can be showing visible ripple: the exposures hide
-// any, or, with nothing changing unexplained, every zone's pairs or the frame
-// itself show too little.
+// any, no zone of the frame itself shows enough, or, with nothing changing
+// unexplained, the pairs show too little (all zones together two standard
+// errors up, and every zone alone).
 bool excluded(const HypothesisSummary& s, double sinc_bound) {
     const double visible = kDecision.visible_ripple;
-    if (sinc_bound < visible) return true;
-    return !s.disturbed && (s.ripple_upper < visible || s.zone_single_frame < 0.5 * visible);
+    if (sinc_bound < visible || s.zone_single_frame < 0.5 * visible) return true;
+    return !s.disturbed && s.ripple_upper < visible && s.zone_ripple < visible;
 }
 
 }  // namespace

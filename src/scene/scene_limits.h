@@ -46,16 +46,19 @@ struct DecisionTable {
     // (in logs: 1 %) after the ripple's harmonics is disturbed: moving
     // content or light changing there, which no lamp explains.
     double unexplained_change;
+    // ... and more than this many times its noise (half the mean square step
+    // between rows): noise steps at every row, a moving edge at a few.
+    double disturbed_over_noise;
     // Confidence: the chi-square at which it is half the fit.
     double half_confidence_chi_square;
 };
 
 constexpr DecisionTable kDecision = {
-    {1, 100.0, 0.0, 0.6},   // one pair
-    {2, 50.0, 0.85, 0.6},   // two pairs
-    {3, 25.0, 0.6, 0.6},    // three or more pairs
+    {1, 100.0, 0.0, 0.5},   // one pair
+    {2, 50.0, 0.85, 0.5},   // two pairs
+    {3, 25.0, 0.6, 0.5},    // three or more pairs
     {3, 25.0, 0.8, 0.4},    // moving camera
-    0.25, 0.5, 0.015, 2.0, 4.0, 0.82, 0.01, 50.0,
+    0.25, 0.5, 0.015, 2.0, 4.0, 0.82, 0.01, 4.0, 50.0,
 };
 
 // The path a stretch of pairs takes.
