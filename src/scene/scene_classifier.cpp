@@ -211,7 +211,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     HypothesisSummary summary[2];
     double sinc_bound[2];
     Phasor single[2];
-    double zone_single[2] = {};
+    double zone_single[2] = {HUGE_VAL, HUGE_VAL};  // unmeasured: rules nothing out
     const double first_row = double(reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)) +
                              0.5 * double(now.exposure_time);
     for (int h = 0; h < 2; ++h) {

@@ -143,6 +143,9 @@ TEST(SceneClassifier, AnswersWhatThePhysicsDecides) {
     change.change_frame = 3;
     change.exposure_after = 6000.0f;
     cases.push_back({"60 Hz lamp standing still, then an exposure change", change, KEVRA_SCENE_60HZ});
+    SequencePlan few = lamp(50, 30, 0.1);
+    few.rows = 8;  // too few to separate an offset and three harmonics
+    cases.push_back({"50 Hz lamp seen in 8 rows", few, KEVRA_SCENE_UNKNOWN});
     SequencePlan partial = lamp(50, 30, 0.1, Picture::WindowOverDesk);
     partial.lamp_zones = 0x3;  // the left third, by a lamp with a third daylight
     partial.daylight = 0.3;
