@@ -151,7 +151,7 @@ PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, d
         m.variance = 4.0 * row_noise / double(f.used);
         m.shape = f.variance > 0.0 ? std::fmin(1.0, f.power / f.variance) : 0.0;
         m.residual = f.residual;
-        m.noise = step_noise(zone_change_[z], now.row_num);
+        m.noise = zone_noise_[z];
     }
     return pair;
 }
@@ -201,8 +201,10 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         if (camera_shift != 0.0 && !shift_is_global(zones, zone_profile_[latest_], kZones, rows, camera_shift, shift_work_))
             camera_shift = 0.0;
         shifted_change(profile, before, rows, camera_shift, change_);
-        for (int z = 0; z < kZones; ++z)
+        for (int z = 0; z < kZones; ++z) {
             shifted_change(zones[z], zone_profile_[latest_][z], rows, camera_shift, zone_change_[z]);
+            zone_noise_[z] = step_noise(zone_change_[z], rows);
+        }
         for (int r = 0; r < rows; ++r) change_rows += change_[r] == change_[r];
     }
     const bool usable = rows >= kFewestRows && rows_with_data >= kFewestRows;

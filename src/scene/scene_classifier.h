@@ -58,6 +58,7 @@ private:
     double frame_[KEVRA_MAX_ROWS];
     double zone_profile_[2][kZones][KEVRA_MAX_ROWS];  // per zone, as profile_
     double zone_change_[kZones][KEVRA_MAX_ROWS];
+    double zone_noise_[kZones];  // per-row noise energy of each zone's change
     double zone_frame_[kZones][KEVRA_MAX_ROWS];  // the zones' profiles less their trends, once needed
     bool zone_frames_ready_ = false;
     HarmonicRows harmonic_rows_;
