@@ -13,9 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "builtin_sample.h"
 #include "capture.h"
 #include "capture_fields.h"
-#include "cli.h"
 #include "default_tuning.h"
 #include "detection.h"
 #include "input_error.h"
@@ -23,14 +23,12 @@
 #include "kevra_scene.h"
 #include "scene_answer.h"
 #include "scene_synthesis.h"
-#include "synth_command.h"
+#include "synth_options.h"
 
 namespace py = pybind11;
 
 namespace kevra_tool {
 namespace {
-
-constexpr const char* kSampleName = "built-in sample: synthetic 50 Hz indoor scene";
 
 std::string type_name(py::handle v) { return py::str(py::type::handle_of(v).attr("__name__")); }
 
@@ -306,7 +304,7 @@ PYBIND11_MODULE(_kevra, m) {
 
     m.attr("__version__") = std::to_string(KEVRA_VERSION_MAJOR) + "." + std::to_string(KEVRA_VERSION_MINOR) + "." +
                             std::to_string(KEVRA_VERSION_PATCH);
-    m.attr("SAMPLE_NAME") = kSampleName;
+    m.attr("SAMPLE_NAME") = kBuiltinSampleName;
     m.attr("MAX_ROWS") = KEVRA_MAX_ROWS;
 
     m.def("read_capture", [](const std::string& path) { return capture_to_python(read_capture(path)); });
