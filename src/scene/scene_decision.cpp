@@ -97,6 +97,10 @@ Verdict Hysteresis::update(const Verdict& now) {
         reported_.confidence = now.confidence;
     } else if (now.answer == previous_) {
         reported_ = now;
+    } else if (reported_.answer == KEVRA_SCENE_NONE) {
+        // NONE on a lamp that shows costs far more than UNKNOWN: a frame that
+        // no longer rules the lamps out withdraws it at once.
+        reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
     }
     previous_ = now.answer;
     return reported_;

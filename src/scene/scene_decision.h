@@ -33,7 +33,8 @@ struct Verdict {
 Verdict frame_verdict(const HypothesisSummary (&summary)[2], const double (&sinc_bound)[2]);
 
 // The reported answer changes only when two consecutive frames agree on a new
-// one (UNKNOWN included), so that one odd frame does not flip it.
+// one (UNKNOWN included), so that one odd frame does not flip it; but NONE
+// gives way to UNKNOWN at the first frame that does not rule the lamps out.
 class Hysteresis {
 public:
     void reset() {
