@@ -84,6 +84,7 @@ HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single, doubl
         valid |= 1 << z;
         if (!(m.residual > floor && m.residual > kDecision.disturbed_over_noise * m.noise)) calm |= 1 << z;
     }
+    s.disturbed = (valid & ~calm) != 0;
 
     // Zones that show the lamp on their own; where none does, a lamp too weak
     // for one zone may still show in all calm zones together, as the whole
@@ -93,7 +94,6 @@ HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single, doubl
         if (!(valid >> z & 1)) continue;
         const LampFit& f = zone_fit[z] = fit_lamp(first, 1 << z, false);
         if (f.ripple > s.zone_ripple) s.zone_ripple = f.ripple;
-        if (!(calm >> z & 1) && f.ripple_upper > s.disturbed_upper) s.disturbed_upper = f.ripple_upper;
         if (meets_limits(f.pairs, f.camera_moved, f.explained, f.fit, f.shape, f.ripple)) s.lit_zones |= 1 << z;
     }
     const LampFit together = fit_lamp(first, valid & calm, true);

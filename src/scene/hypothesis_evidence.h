@@ -70,9 +70,7 @@ struct HypothesisSummary {
     bool camera_moved = false;  // in any of the pairs
     int lit_zones = 0;          // zones that show the lamp on their own (bit z: zone z)
     bool zones_agree = true;    // the lit zones share one phase
-    // Where some zone changed in the latest pair as no lamp explains: the
-    // largest ripple such a zone may hide, two standard errors up (0: none).
-    double disturbed_upper = 0.0;
+    bool disturbed = false;     // some zone changed in the latest pair as no lamp explains
 };
 
 // The last KEVRA_SCENE_HISTORY - 1 pairs of one hypothesis.

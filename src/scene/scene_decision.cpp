@@ -49,13 +49,13 @@ void combine_stretches(const HypothesisEvidence (&evidence)[2], const Phasor (&s
 namespace {
 
 // No lamp of this frequency can be showing visible ripple: the exposures hide
-// any, no zone of the frame itself shows enough, or the pairs show too little
-// (the calm zones together two standard errors up, every zone alone, and
-// every disturbed zone even with what it leaves unexplained as noise).
+// any, no zone of the frame itself shows enough, or, with nothing changing
+// unexplained, the pairs show too little (all zones together two standard
+// errors up, and every zone alone).
 bool excluded(const HypothesisSummary& s, double sinc_bound) {
     const double visible = kDecision.visible_ripple;
     if (sinc_bound < visible || s.zone_single_frame < 0.5 * visible) return true;
-    return s.ripple_upper < visible && s.zone_ripple < visible && s.disturbed_upper < visible;
+    return !s.disturbed && s.ripple_upper < visible && s.zone_ripple < visible;
 }
 
 }  // namespace
