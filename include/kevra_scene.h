@@ -4,8 +4,8 @@
 // the frame's raw statistics streams and its timing. The answer combines the
 // evidence of the last few frames: a lamp's ripple is locked to absolute time,
 // the picture to the sensor rows, so between frames the two move against each
-// other by the frame interval modulo the ripple period. The detector's exact
-// fit (KevrMain, under both mains hypotheses) measures each frame's evidence.
+// other by the frame interval modulo the ripple period. Each frame's evidence
+// is measured per zone of the frame, under both mains hypotheses.
 //
 // The records are plain structures; their layouts are part of the binary
 // interface and are pinned by the static_asserts below.
@@ -123,10 +123,15 @@ public:
     virtual ~QORKEVRASCENE();
 
     // Adds one frame and writes the answer after it. Returns KEVRA_STATUS_OK, or
-    // KEVRA_STATUS_INVALID_ARGUMENT (a null pointer, row_num outside 1..256,
-    // lines_per_row below 1, a time that is not finite or not positive, a
-    // timestamp not after the previous frame's): then neither the state nor
-    // *result changes.
+    // KEVRA_STATUS_INVALID_ARGUMENT, and then neither the state nor *result
+    // changes, for: a null pointer; row_num outside 1..256; lines_per_row below
+    // 1; an exposure_time or line_time that is zero, negative, infinite or NaN;
+    // a frame whose rows and exposure span more than 10 s
+    // (row_num x lines_per_row x line_time + exposure_time > 1e7 us); a
+    // timestamp not after the previous frame's, or more than INT64_MAX ns after
+    // it. A frame of another row_num, lines_per_row or line_time than the
+    // previous one, or more than 250 ms after it, is accepted and starts the
+    // evidence and the reported answer anew. `frames` stops at INT32_MAX.
     virtual int32_t ProcessFrame(const kevra_scene_frame* frame, kevra_scene_result* result) = 0;
 
     // Forgets every frame: for a camera switch or a sensor mode change.

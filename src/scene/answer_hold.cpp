@@ -1,6 +1,7 @@
 #include "scene/answer_hold.h"
 
 #include "kevra_scene.h"
+#include "scene/scene_limits.h"
 
 namespace kevra_scene {
 
@@ -16,16 +17,26 @@ void AnswerHold::reset() {
     hysteresis_.reset();
     reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
     held_lamp_ = 0.0;
+    none_bound_[0] = none_bound_[1] = HUGE_VAL;
 }
 
 // A lamp gives way to the other lamp, or to NONE from a pair in which the
-// held lamp would have changed visibly; NONE gives way to a lamp. Neither
-// gives way to UNKNOWN, which only says the frames cannot tell.
+// held lamp would have changed visibly; NONE gives way to a lamp, or to
+// UNKNOWN once the exposure could show a lamp its evidence did not rule out.
+// Otherwise neither gives way to UNKNOWN, which only says the frames cannot
+// tell.
 bool AnswerHold::gives_way(int32_t candidate, const HoldFacts& facts) const {
-    if (!names_lamp(reported_.answer)) return reported_.answer != KEVRA_SCENE_NONE || names_lamp(candidate);
-    if (names_lamp(candidate)) return true;
+    const double visible = kDecision.visible_ripple;
+    if (reported_.answer == KEVRA_SCENE_NONE) {
+        if (names_lamp(candidate)) return true;
+        // No lamp ripples by more than its whole light.
+        for (int h = 0; h < 2; ++h)
+            if (std::fmin(none_bound_[h], 1.0) * facts.reveal[h] >= visible) return true;
+        return false;
+    }
+    if (!names_lamp(reported_.answer) || names_lamp(candidate)) return true;
     if (candidate != KEVRA_SCENE_NONE) return false;
-    return held_lamp_ * facts.reach[hypothesis_of(reported_.answer)] >= kVisibleRipple;
+    return held_lamp_ * facts.reach[hypothesis_of(reported_.answer)] >= visible;
 }
 
 Verdict AnswerHold::update(const Verdict& frame, const HoldFacts& facts) {
@@ -35,6 +46,7 @@ Verdict AnswerHold::update(const Verdict& frame, const HoldFacts& facts) {
         hysteresis_.reset();
         reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
         held_lamp_ = 0.0;
+        none_bound_[0] = none_bound_[1] = HUGE_VAL;
         return reported_;
     }
     const bool unconfirmed = facts.probing && names_lamp(frame.answer) && facts.single_pair[hypothesis_of(frame.answer)];
@@ -46,6 +58,8 @@ Verdict AnswerHold::update(const Verdict& frame, const HoldFacts& facts) {
     }
     if (names_lamp(reported_.answer) && frame.answer == reported_.answer)
         held_lamp_ = facts.lamp[hypothesis_of(reported_.answer)];
+    if (reported_.answer == KEVRA_SCENE_NONE && frame.answer == KEVRA_SCENE_NONE)
+        for (int h = 0; h < 2; ++h) none_bound_[h] = facts.lamp_upper[h];
     return reported_;
 }
 

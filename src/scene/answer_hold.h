@@ -5,6 +5,7 @@
 #ifndef KEVRA_SCENE_ANSWER_HOLD_H
 #define KEVRA_SCENE_ANSWER_HOLD_H
 
+#include <cmath>
 #include <cstdint>
 
 #include "scene/scene_decision.h"
@@ -20,9 +21,13 @@ struct HoldFacts {
     // timing cannot explain: a lamp switched on or off where the ripple
     // stands still against the rows.
     bool surprise[2] = {false, false};
-    // The lamp amplitude |C| the frame's evidence estimates, and whether
-    // that evidence is a single pair.
+    // Twice |s(E)| of the latest exposure: times a lamp's amplitude, the
+    // peak-to-peak ripple it shows in the latest frame.
+    double reveal[2] = {0.0, 0.0};
+    // The lamp amplitude |C| the frame's evidence estimates, the most it may
+    // be (two standard errors up), and whether that evidence is a single pair.
     double lamp[2] = {0.0, 0.0};
+    double lamp_upper[2] = {HUGE_VAL, HUGE_VAL};
     bool single_pair[2] = {false, false};
     // The camera may be asked for another probe: a lamp seen in one pair
     // waits for a second rather than settle (a lamp switched off across a
@@ -43,6 +48,9 @@ private:
     Hysteresis hysteresis_;
     Verdict reported_{KEVRA_SCENE_UNKNOWN, 0.0};
     double held_lamp_ = 0.0;  // amplitude of the reported lamp when it was last seen
+    // The most a lamp of each frequency may be, by the evidence of the last
+    // frame that said NONE: frames that cannot show more keep NONE.
+    double none_bound_[2] = {HUGE_VAL, HUGE_VAL};
 };
 
 }  // namespace kevra_scene

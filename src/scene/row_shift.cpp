@@ -13,6 +13,10 @@ namespace {
 
 constexpr int kBasis = kShiftBasis;
 constexpr int kPairs = kBasis * (kBasis + 1) / 2;
+// Below this energy per row (0.5 % rms) the change at rest holds nothing a
+// motion need explain; there a shift could only line up the ripple's own
+// higher harmonics, whose roll is itself a shift of the profile.
+constexpr double kLeastMismatch = 2.5e-5;
 
 double interpolated(const double* v, int rows, double x) {
     if (!(x >= 0.0) || x > double(rows - 1)) return std::numeric_limits<double>::quiet_NaN();
@@ -22,24 +26,33 @@ double interpolated(const double* v, int rows, double x) {
     return v[i] + f * (v[i + 1] - v[i]);
 }
 
-void prepare(RowShiftWork& m, const double* now, int rows, const double (&rates)[2]) {
-    SinCos at_row[2] = {{0.0, 1.0}, {0.0, 1.0}}, turn[2];
-    for (int h = 0; h < 2; ++h) turn[h] = scene_sincos(rates[h]);
+void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
+    constexpr int kWaves = 2 * kShiftHarmonics;
+    SinCos at_row[kWaves], turn[kWaves];
+    for (int k = 0; k < kWaves; ++k) {
+        at_row[k] = {0.0, 1.0};
+        turn[k] = scene_sincos(double(k % kShiftHarmonics + 1) * rates[k / kShiftHarmonics]);
+    }
     for (int i = 0; i < kPairs; ++i) m.gram[i][0] = 0.0;
+    for (int r = 0; r < rows; ++r) {
+        m.basis[0][r] = 1.0;
+        for (int k = 0; k < kWaves; ++k) {
+            m.basis[1 + 2 * k][r] = at_row[k].cos;
+            m.basis[2 + 2 * k][r] = at_row[k].sin;
+            at_row[k] = {at_row[k].sin * turn[k].cos + at_row[k].cos * turn[k].sin,
+                         at_row[k].cos * turn[k].cos - at_row[k].sin * turn[k].sin};
+        }
+        for (int i = 0, k = 0; i < kBasis; ++i)
+            for (int j = i; j < kBasis; ++j, ++k) m.gram[k][r + 1] = m.gram[k][r] + m.basis[i][r] * m.basis[j][r];
+    }
+}
+
+// The running sums of the later profile.
+void prepare_now(RowShiftWork& m, const double* now, int rows) {
     for (int i = 0; i < kBasis; ++i) m.now_basis[i][0] = 0.0;
     m.now_squares[0] = 0.0;
     for (int r = 0; r < rows; ++r) {
-        m.basis[0][r] = 1.0;
-        for (int h = 0; h < 2; ++h) {
-            m.basis[1 + 2 * h][r] = at_row[h].cos;
-            m.basis[2 + 2 * h][r] = at_row[h].sin;
-            at_row[h] = {at_row[h].sin * turn[h].cos + at_row[h].cos * turn[h].sin,
-                         at_row[h].cos * turn[h].cos - at_row[h].sin * turn[h].sin};
-        }
-        for (int i = 0, k = 0; i < kBasis; ++i) {
-            m.now_basis[i][r + 1] = m.now_basis[i][r] + m.basis[i][r] * now[r];
-            for (int j = i; j < kBasis; ++j, ++k) m.gram[k][r + 1] = m.gram[k][r] + m.basis[i][r] * m.basis[j][r];
-        }
+        for (int i = 0; i < kBasis; ++i) m.now_basis[i][r + 1] = m.now_basis[i][r] + m.basis[i][r] * now[r];
         m.now_squares[r + 1] = m.now_squares[r] + now[r] * now[r];
     }
 }
@@ -102,26 +115,45 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
     // Rows without data would break the running sums; such frames are rare
     // enough to be left unshifted.
     if (rows < 2 || !complete(now, rows) || !complete(before, rows)) return 0.0;
-    prepare(m, now, rows, ripple_rates);
-    // Whole rows first, then quarters and eighths around the best.
-    double best = HUGE_VAL, shift = 0.0;
+    prepare(m, rows, ripple_rates);
+    prepare_now(m, now, rows);
+    const int reach = rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare
+                                                                          : kLeastRowShiftReach;
+    const double still = mismatch(m, now, before, rows, 0.0);
+    if (!(still > kLeastMismatch)) return 0.0;
+    double best = still, shift = 0.0;
     auto consider = [&](double s) {
-        if (s < -kLargestRowShift || s > kLargestRowShift) return;
+        if (s < -double(reach) || s > double(reach)) return;
         const double e = mismatch(m, now, before, rows, s);
         if (e < best) {
             best = e;
             shift = s;
         }
     };
-    for (int k = -int(kLargestRowShift); k <= int(kLargestRowShift); ++k) consider(double(k));
-    const double still = mismatch(m, now, before, rows, 0.0);
-    for (const double step : {0.25, 0.125}) {
+    // Every second row first (a picture's mismatch varies little over one
+    // row), then the rows, quarters and eighths around the best.
+    for (int k = -reach; k <= reach; k += 2) consider(double(k));
+    for (const double step : {1.0, 0.25, 0.125}) {
         const double centre = shift;
-        const int reach = step == 0.25 ? 3 : 1;
-        for (int k = -reach; k <= reach; ++k)
+        const int around = step == 0.25 ? 3 : 1;
+        for (int k = -around; k <= around; ++k)
             if (k != 0) consider(centre + double(k) * step);
     }
     return best < 0.5 * still && std::fabs(shift) >= kSmallestRowShift ? shift : 0.0;
+}
+
+bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)[KEVRA_MAX_ROWS], int zones,
+                     int rows, double shift, RowShiftWork& m) {
+    int helped = 0;
+    for (int z = 0; z < zones; ++z) {
+        if (!complete(now[z], rows) || !complete(before[z], rows)) return false;
+        prepare_now(m, now[z], rows);
+        const double still = mismatch(m, now[z], before[z], rows, 0.0);
+        const double moved = mismatch(m, now[z], before[z], rows, shift);
+        if (moved > 2.0 * still + kLeastMismatch) return false;
+        helped += moved < 0.5 * still;
+    }
+    return 2 * helped >= zones;
 }
 
 void shifted_change(const double* now, const double* before, int rows, double shift, double* out) {

@@ -9,15 +9,18 @@
 
 namespace kevra_scene {
 
-// Largest camera motion looked for, in statistic rows per frame.
-constexpr double kLargestRowShift = 5.0;
+// Largest camera motion looked for, in statistic rows per frame: a tenth of
+// the frame, and at least this many rows.
+constexpr int kLargestRowShiftShare = 10;
+constexpr int kLeastRowShiftReach = 5;
 // Below a row the change between frames holds less of the picture than a
 // shifted, interpolated profile would add back: such motion is left alone.
 constexpr double kSmallestRowShift = 1.0;
 
-constexpr int kShiftBasis = 5;  // an offset, cos and sin of both ripples
+constexpr int kShiftHarmonics = 3;  // of each ripple
+constexpr int kShiftBasis = 1 + 4 * kShiftHarmonics;  // an offset, cos and sin of each harmonic of both ripples
 
-// Scratch of the search, kept by the caller (some 50 kB: not for the stack):
+// Scratch of the search, kept by the caller (some 220 kB: not for the stack):
 // the basis per row and running sums over the rows of the basis products and
 // of the later profile against the basis and itself, so that any stretch of
 // rows costs two look-ups.
@@ -28,14 +31,22 @@ struct RowShiftWork {
     double now_squares[KEVRA_MAX_ROWS + 1];
 };
 
-// The shift s (rows, a multiple of 1/8) that best matches now[r] with
-// before[r - s]: least squares of the difference once an offset and the
-// fundamentals of both ripples (rates in radians per row) are taken out, so
+// The shift s (rows, a multiple of 1/8, up to a tenth of the rows either way)
+// that best matches now[r] with
+// before[r - s]: least squares of the difference once an offset and three
+// harmonics of both ripples (rates in radians per row) are taken out, so
 // that a ripple's own change between the frames is never taken for motion.
-// 0 unless the best shift halves the mismatch of none and is at least
-// kSmallestRowShift. Frames with rows without data are not searched (0).
+// 0 unless the frames differ at rest by more than noise, and the best shift
+// halves that mismatch and is at least kSmallestRowShift. Frames with rows without data are not searched (0).
 double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
                           RowShiftWork& work);
+
+// The shift is the camera's, not local content's: it halves the mismatch in
+// at least half of the zones and makes none clearly worse (more than doubled
+// beyond noise), as it would where the picture stood still. The scratch must
+// hold the search's preparation.
+bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)[KEVRA_MAX_ROWS], int zones,
+                     int rows, double shift, RowShiftWork& work);
 
 // out[r] = now[r] - before[r - shift], the earlier profile linearly
 // interpolated; NaN where r - shift falls outside the rows or on a NaN row.

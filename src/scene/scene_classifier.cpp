@@ -4,10 +4,12 @@
 #include <cstring>
 
 #include "scene/answer_hold.h"
-#include "scene/hypothesis_fit.h"
+#include "scene/harmonic_projection.h"
 #include "scene/probe_planner.h"
+#include "scene/profile_trend.h"
 #include "scene/row_profile.h"
 #include "scene/row_shift.h"
+#include "scene/scene_limits.h"
 #include "scene/scene_math.h"
 #include "scene/scene_settings.h"
 
@@ -24,18 +26,11 @@ constexpr int64_t kPhaseCycleNs = 100000000;
 // wanders by a few tenths of a percent, which moves the ripple's phase by a
 // tenth of a period within a quarter second.
 constexpr uint64_t kLongestPairNs = 250000000;
-// |G| of a pair relative to the larger exposure's sinc: 2 sin(pi x) for a
-// ripple that moved x of a period, 0.25 at x = 0.04.
-constexpr double kInformative = 0.25;
-// With the camera moving, part of that shift comes from following the
-// picture, and what the picture leaves behind turns by the same amount per
-// frame: it must turn far enough (0.08 of a period) to be told from a lamp.
-constexpr double kInformativeMoving = 0.5;
 // Fewer rows than this cannot separate an offset and three harmonics.
 constexpr int32_t kFewestRows = 16;
-// A change standing this many standard errors above the noise at a frequency
-// whose ripple stood still is no accident of noise.
-constexpr double kSurpriseChiSquare = 100.0;
+// A frame's readout and exposure span at most this long (10 s): beyond it the
+// row times lose the precision a ripple's phase needs.
+constexpr double kLongestFrameUs = 1e7;
 // Floor of the per-row noise of a log change (0.01 %), so that a perfectly
 // steady synthetic scene does not claim infinite certainty.
 constexpr double kNoiseFloor = 1e-8;
@@ -43,66 +38,23 @@ constexpr double kNoiseFloor = 1e-8;
 bool frame_is_valid(const kevra_scene_frame* f) {
     if (f == nullptr || f->sum_stream == nullptr || f->count_stream == nullptr) return false;
     if (f->row_num < 1 || f->row_num > KEVRA_MAX_ROWS || f->lines_per_row < 1) return false;
-    return std::isfinite(f->exposure_time) && f->exposure_time >= 0.0f && std::isfinite(f->line_time) &&
-           f->line_time > 0.0f;
-}
-
-// Mean and variance of the finite entries.
-void moments(const double* v, int n, double& mean, double& variance, int& used) {
-    double sum = 0.0;
-    used = 0;
-    for (int r = 0; r < n; ++r)
-        if (v[r] == v[r]) {
-            sum += v[r];
-            ++used;
-        }
-    mean = used > 0 ? sum / double(used) : 0.0;
-    double squares = 0.0;
-    for (int r = 0; r < n; ++r)
-        if (v[r] == v[r]) squares += (v[r] - mean) * (v[r] - mean);
-    variance = used > 0 ? squares / double(used) : 0.0;
-}
-
-// The frame's profile less its least-squares quadratic: a picture's slow
-// brightness change down the frame leaks into every harmonic of a fit over a
-// few ripple periods, while a ripple of three or more periods hardly projects
-// onto a quadratic.
-void remove_quadratic_trend(const double* v, int n, double* out) {
-    double m[3][3] = {}, b[3] = {};
-    for (int r = 0; r < n; ++r) {
-        if (v[r] != v[r]) continue;
-        const double x = (2.0 * r - (n - 1)) / double(n);
-        const double basis[3] = {1.0, x, x * x};
-        for (int i = 0; i < 3; ++i) {
-            b[i] += basis[i] * v[r];
-            for (int j = 0; j < 3; ++j) m[i][j] += basis[i] * basis[j];
-        }
-    }
-    // Cramer's rule on the 3x3 normal equations.
-    const double det = m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
-                       m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
-                       m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
-    double c[3] = {};
-    if (det != 0.0) {
-        for (int k = 0; k < 3; ++k) {
-            double a[3][3];
-            for (int i = 0; i < 3; ++i)
-                for (int j = 0; j < 3; ++j) a[i][j] = j == k ? b[i] : m[i][j];
-            c[k] = (a[0][0] * (a[1][1] * a[2][2] - a[1][2] * a[2][1]) - a[0][1] * (a[1][0] * a[2][2] - a[1][2] * a[2][0]) +
-                    a[0][2] * (a[1][0] * a[2][1] - a[1][1] * a[2][0])) /
-                   det;
-        }
-    }
-    for (int r = 0; r < n; ++r) {
-        const double x = (2.0 * r - (n - 1)) / double(n);
-        out[r] = v[r] - (c[0] + c[1] * x + c[2] * x * x);
-    }
+    if (!(f->exposure_time > 0.0f && f->line_time > 0.0f)) return false;  // NaN fails too
+    const double span = double(f->row_num) * double(f->lines_per_row) * double(f->line_time) + double(f->exposure_time);
+    return span <= kLongestFrameUs;  // infinity fails too
 }
 
 // Time from one timestamp to a later one. Any two int64 timestamps are less
 // than 2^64 apart, so the unsigned difference is exact where a signed one
 // could overflow.
 uint64_t interval_ns(int64_t earlier, int64_t later) { return uint64_t(later) - uint64_t(earlier); }
+
+// After the previous frame, by an interval that an int64 holds.
+bool later_frame(int64_t previous, int64_t now) {
+    return now > previous && interval_ns(previous, now) <= uint64_t(INT64_MAX);
+}
+
+// Angular frequency of the ripple, radians per us.
+double ripple_rate(int32_t mains_frequency) { return 2.0 * kPi * 2.0 * double(mains_frequency) * 1e-6; }
 
 float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line_time) {
     int64_t r = timestamp_ns % kPhaseCycleNs;
@@ -111,14 +63,30 @@ float reduced_start_time(int64_t timestamp_ns, int32_t lines_per_row, float line
     return float(double(r) * 1e-3 + 0.5 * double(lines_per_row - 1) * double(line_time));
 }
 
+// Half the mean square step between neighbouring rows: the noise energy per
+// row of white noise, little of a smooth ripple or of a few edges.
+double step_noise(const double* v, int rows) {
+    double sum = 0.0;
+    int n = 0;
+    for (int r = 1; r < rows; ++r) {
+        const double d = v[r] - v[r - 1];
+        if (d == d) {
+            sum += d * d;
+            ++n;
+        }
+    }
+    return n > 0 ? 0.5 * sum / double(n) : 0.0;
+}
+
 // A pair in which the ripple stood still predicts no change at its
 // frequency; a visible, well-measured one means the light itself changed. It
 // must be a change a lamp could make through these exposures (no lamp ripples
 // by more than its whole light), and not one a moving picture leaves behind.
 bool surprising(const PairMeasure& pair) {
     const double q2 = pair.q.re * pair.q.re + pair.q.im * pair.q.im;
-    return !pair.informative && !pair.camera_moved && q2 >= kSurpriseChiSquare * pair.variance &&
-           4.0 * q2 >= kVisibleRipple * kVisibleRipple && q2 <= pair.sinc * pair.sinc;
+    const double visible = kDecision.visible_ripple;
+    return !pair.informative && !pair.camera_moved && q2 >= kDecision.surprise_chi_square * pair.variance &&
+           4.0 * q2 >= visible * visible && q2 <= pair.sinc * pair.sinc;
 }
 
 double fold_shift(double shift_us, double period_us) {
@@ -129,9 +97,9 @@ double fold_shift(double shift_us, double period_us) {
 
 }  // namespace
 
-SceneClassifier::SceneClassifier() : detector_(QORKEVRA::createInstance()), settings_(default_settings()) { Reset(); }
+SceneClassifier::SceneClassifier() : settings_(default_settings()) { Reset(); }
 
-SceneClassifier::~SceneClassifier() { detector_->destroyInstance(detector_); }
+SceneClassifier::~SceneClassifier() = default;
 
 void SceneClassifier::destroyInstance(QORKEVRASCENE* instance) { delete instance; }
 
@@ -168,15 +136,67 @@ bool SceneClassifier::pairs_with_previous(const FrameTiming& now) const {
            now.line_time == previous_.line_time && interval_ns(previous_.timestamp_ns, now.timestamp_ns) <= kLongestPairNs;
 }
 
+PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, double camera_shift,
+                                          const HarmonicFit& change) const {
+    const double sinc_now = scene_sinc(0.5 * rate * double(now.exposure_time));
+    const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
+    // The earlier row the change compares with was exposed camera_shift rows
+    // earlier still.
+    const double shift_us = double(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) * 1e-3 +
+                            0.5 * (double(now.exposure_time) - double(previous_.exposure_time)) +
+                            camera_shift * double(now.line_time) * double(now.lines_per_row);
+    const SinCos turn = scene_sincos(-rate * shift_us);
+    PairMeasure pair;
+    pair.g = {sinc_now - sinc_before * turn.cos, -sinc_before * turn.sin};
+    pair.q = change.fundamental;
+    pair.variance = 4.0 * (change.residual > kNoiseFloor ? change.residual : kNoiseFloor) / double(change.used);
+    pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
+    pair.power = change.power;
+    pair.shape = change.variance > 0.0 ? std::fmin(1.0, change.power / change.variance) : 0.0;
+    pair.camera_moved = camera_shift != 0.0;
+    pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
+    pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
+                       (pair.camera_moved ? kDecision.informative_moving : kDecision.informative) * pair.sinc;
+    for (int z = 0; z < kZones; ++z) {
+        const HarmonicFit f = project_harmonics(harmonic_rows_, change_normal_, zone_change_[z]);
+        ZoneMeasure& m = pair.zone[z];
+        m.valid = f.valid && f.used >= kFewestRows;
+        if (!m.valid) continue;
+        const double row_noise = f.residual > kNoiseFloor ? f.residual : kNoiseFloor;
+        m.q = f.fundamental;
+        m.variance = 4.0 * row_noise / double(f.used);
+        m.shape = f.variance > 0.0 ? std::fmin(1.0, f.power / f.variance) : 0.0;
+        m.residual = f.residual;
+        m.noise = zone_noise_[z];
+    }
+    return pair;
+}
+
+// Peak to peak of the zone whose own profile shows most at this frequency.
+double SceneClassifier::zone_single_frame(const double (*zones)[KEVRA_MAX_ROWS], int rows) {
+    if (!zone_frames_ready_)
+        for (int z = 0; z < kZones; ++z) remove_quadratic_trend(zones[z], rows, zone_frame_[z]);
+    zone_frames_ready_ = true;
+    double most = 0.0;
+    for (int z = 0; z < kZones; ++z) {
+        const HarmonicFit f = project_harmonics(harmonic_rows_, frame_normal_, zone_frame_[z]);
+        if (f.valid) most = std::fmax(most, 2.0 * std::sqrt(f.fundamental.re * f.fundamental.re +
+                                                            f.fundamental.im * f.fundamental.im));
+    }
+    return most;
+}
+
 int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scene_result* result) {
     if (!frame_is_valid(frame) || result == nullptr) return KEVRA_STATUS_INVALID_ARGUMENT;
-    if (has_previous_ && frame->timestamp_ns <= previous_.timestamp_ns) return KEVRA_STATUS_INVALID_ARGUMENT;
+    if (has_previous_ && !later_frame(previous_.timestamp_ns, frame->timestamp_ns)) return KEVRA_STATUS_INVALID_ARGUMENT;
 
     const FrameTiming now{frame->timestamp_ns, frame->exposure_time, frame->line_time, frame->row_num,
                           frame->lines_per_row};
     const int rows = now.row_num;
     double* profile = profile_[1 - latest_];
+    double(*zones)[KEVRA_MAX_ROWS] = zone_profile_[1 - latest_];
     const int rows_with_data = row_log_levels(frame->sum_stream, frame->count_stream, rows, profile);
+    zone_log_levels(frame->sum_stream, frame->count_stream, rows, zones);
     const bool paired = pairs_with_previous(now);
     if (!paired) {
         for (HypothesisEvidence& e : evidence_) e.clear();
@@ -187,101 +207,100 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     exposures_.add(now.exposure_time);
 
     remove_quadratic_trend(profile, rows, frame_);
-    double change_variance = 0.0;
-    int change_rows = 0;
+    zone_frames_ready_ = false;
+    const double row_time = double(now.line_time) * double(now.lines_per_row);
     double camera_shift = 0.0;  // rows the picture moved down since the previous frame
+    int change_rows = 0;
     if (paired) {
         const double* before = profile_[latest_];
-        const double row_time = double(now.line_time) * double(now.lines_per_row);
         const double rates[2] = {ripple_rate(kMains[0]) * row_time, ripple_rate(kMains[1]) * row_time};
         camera_shift = estimate_row_shift(profile, before, rows, rates, shift_work_);
+        if (camera_shift != 0.0 && !shift_is_global(zones, zone_profile_[latest_], kZones, rows, camera_shift, shift_work_))
+            camera_shift = 0.0;
         shifted_change(profile, before, rows, camera_shift, change_);
-        double change_mean = 0.0;
-        moments(change_, rows, change_mean, change_variance, change_rows);
+        for (int z = 0; z < kZones; ++z) {
+            shifted_change(zones[z], zone_profile_[latest_][z], rows, camera_shift, zone_change_[z]);
+            zone_noise_[z] = step_noise(zone_change_[z], rows);
+        }
+        for (int r = 0; r < rows; ++r) change_rows += change_[r] == change_[r];
     }
     const bool usable = rows >= kFewestRows && rows_with_data >= kFewestRows;
     if (!usable) change_rows = 0;
 
     HypothesisSummary summary[2];
     double sinc_bound[2];
+    Phasor single[2];
+    double zone_single[2] = {HUGE_VAL, HUGE_VAL};  // unmeasured: rules nothing out
+    bool added[2] = {false, false};
     HoldFacts hold;
     hold.probing = settings_.probe != 0;
-    bool added[2] = {false, false};
-    Phasor single[2];
-    double sinc_latest[2];
-    ProbeFacts probe{now.timestamp_ns, paired, paired ? int64_t(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) : 0,
-                     KEVRA_SCENE_UNKNOWN, KEVRA_SCENE_UNKNOWN, false, {0, 0}, {false, false}};
-    const FitTiming timing{rows, now.lines_per_row, now.line_time, now.exposure_time,
-                           reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)};
-    const FitBuffers buffers{sum_stream_, count_stream_, unpacked_sum_, unpacked_count_, unpacked_level_};
-    if (usable) prepare_fit_streams(buffers, rows);
+    ProbeFacts probe{};
+    probe.timestamp_ns = now.timestamp_ns;
+    probe.paired = paired;
+    probe.interval_ns = paired ? int64_t(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) : 0;
+    const double first_row = double(reduced_start_time(now.timestamp_ns, now.lines_per_row, now.line_time)) +
+                             0.5 * double(now.exposure_time);
     for (int h = 0; h < 2; ++h) {
         const double rate = ripple_rate(kMains[h]);
-        const double sinc_now = scene_sinc(0.5 * rate * double(now.exposure_time));
         // No lamp shows more than its whole light as ripple (relative amplitude
         // 1) through the most revealing exposure of the frames remembered.
         double largest = 0.0;
         for (int j = 0; j < exposures_.size(); ++j)
             largest = std::fmax(largest, std::fabs(scene_sinc(0.5 * rate * double(exposures_[j]))));
         sinc_bound[h] = 2.0 * largest;
+        hold.reveal[h] = 2.0 * std::fabs(scene_sinc(0.5 * rate * double(now.exposure_time)));
+        probe.hidden[h] = hold.reveal[h] < kDecision.visible_ripple;
+        single[h] = Phasor{HUGE_VAL, 0.0};
+        if (!usable) continue;
+        harmonic_rows(harmonic_rows_, rows, first_row, row_time, rate);
         if (paired && change_rows >= kFewestRows) {
-            const SignalFit change = fit_signal(*detector_, kMains[h], timing, change_, buffers);
+            harmonic_normal(change_normal_, harmonic_rows_, change_);
+            const HarmonicFit change = project_harmonics(harmonic_rows_, change_normal_, change_);
             if (change.valid) {
-                const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
-                // The earlier row the change compares with was exposed camera_shift
-                // rows earlier still.
-                const double shift_us = double(interval_ns(previous_.timestamp_ns, now.timestamp_ns)) * 1e-3 +
-                                        0.5 * (double(now.exposure_time) - double(previous_.exposure_time)) +
-                                        camera_shift * double(now.line_time) * double(now.lines_per_row);
-                const SinCos turn = scene_sincos(-rate * shift_us);
-                PairMeasure pair;
-                pair.q = change.fundamental;
-                pair.g = {sinc_now - sinc_before * turn.cos, -sinc_before * turn.sin};
-                const double residual = change_variance - change.power;
-                const double row_noise = residual > kNoiseFloor ? residual : kNoiseFloor;
-                pair.variance = 4.0 * row_noise / double(change_rows);
-                pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
-                pair.power = change.power;
-                pair.camera_moved = camera_shift != 0.0;
-                pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
-                const double g_abs = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im);
-                pair.informative = g_abs >= (pair.camera_moved ? kInformativeMoving : kInformative) * pair.sinc;
+                const PairMeasure pair = measure_pair(rate, now, camera_shift, change);
                 evidence_[h].add(pair);
                 added[h] = true;
-                hold.reach[h] = 2.0 * g_abs;
+                hold.reach[h] = 2.0 * std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im);
             }
         }
-        const SignalFit own = usable ? fit_signal(*detector_, kMains[h], timing, frame_, buffers) : SignalFit{};
-        single[h] = own.valid ? own.fundamental : Phasor{HUGE_VAL, 0.0};
-        sinc_latest[h] = sinc_now;
+        harmonic_normal(frame_normal_, harmonic_rows_, frame_);
+        const HarmonicFit own = project_harmonics(harmonic_rows_, frame_normal_, frame_);
+        if (own.valid) single[h] = own.fundamental;
+        // The zones matter only where the whole frame shows too little to
+        // rule a lamp out: the largest zone shows at least as much.
+        const double whole = 2.0 * std::sqrt(own.fundamental.re * own.fundamental.re +
+                                             own.fundamental.im * own.fundamental.im);
+        zone_single[h] = own.valid && whole >= 0.5 * kDecision.visible_ripple ? whole : zone_single_frame(zones, rows);
     }
-    for (int h = 0; h < 2; ++h) summary[h] = combine_stretches(evidence_[h], single[h]);
+    combine_stretches(evidence_, single, zone_single, summary);
     for (int h = 0; h < 2; ++h) {
         // Beside a visible lamp of the other frequency, its changes leak into
         // this fit.
-        hold.surprise[h] = added[h] && hold_.answer() != kMains[1 - h] && summary[1 - h].ripple < kVisibleRipple &&
-                           surprising(evidence_[h].latest());
+        hold.surprise[h] = added[h] && hold_.answer() != kMains[1 - h] &&
+                           summary[1 - h].ripple < kDecision.visible_ripple && surprising(evidence_[h].latest());
         // Whatever the earlier pairs said of this frequency no longer holds.
-        if (hold.surprise[h]) {
-            evidence_[h].clear();
-            summary[h] = combine_stretches(evidence_[h], single[h]);
-        }
+        if (hold.surprise[h]) evidence_[h].clear();
+    }
+    if (hold.surprise[0] || hold.surprise[1]) combine_stretches(evidence_, single, zone_single, summary);
+    for (int h = 0; h < 2; ++h) {
         hold.lamp[h] = summary[h].lamp;
+        hold.lamp_upper[h] = summary[h].lamp_upper;
         hold.single_pair[h] = summary[h].pairs == 1;
         probe.moved_pairs[h] = evidence_[h].informative();
-        probe.hidden[h] = 2.0 * std::fabs(sinc_latest[h]) < kVisibleRipple;
     }
 
     latest_ = 1 - latest_;
     previous_ = now;
     has_previous_ = true;
-    frames_ = paired ? frames_ + 1 : 1;
+    // Saturates: a camera may run for months.
+    frames_ = !paired ? 1 : frames_ < INT32_MAX ? frames_ + 1 : frames_;
 
     const Verdict alone = frame_verdict(summary, sinc_bound);
     const Verdict verdict = hold_.update(alone, hold);
     probe.answer = verdict.answer;
     probe.frame_answer = alone.answer;
-    probe.frame_single_pair = alone.answer == kMains[0] ? hold.single_pair[0] : alone.answer == kMains[1] && hold.single_pair[1];
+    probe.frame_single_pair = (alone.answer == kMains[0] && hold.single_pair[0]) ||
+                              (alone.answer == kMains[1] && hold.single_pair[1]);
     request_ = planner_.plan(probe, settings_);
     result->scene_flicker = verdict.answer;
     result->confidence = float(verdict.confidence);

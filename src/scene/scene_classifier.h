@@ -1,4 +1,4 @@
-// The scene classifier behind QORKEVRASCENE: fixed-size state, one detector.
+// The scene classifier behind QORKEVRASCENE: fixed-size state.
 #ifndef KEVRA_SCENE_SCENE_CLASSIFIER_H
 #define KEVRA_SCENE_SCENE_CLASSIFIER_H
 
@@ -7,6 +7,7 @@
 #include "kevra.h"
 #include "kevra_scene.h"
 #include "scene/answer_hold.h"
+#include "scene/harmonic_projection.h"
 #include "scene/hypothesis_evidence.h"
 #include "scene/probe_planner.h"
 #include "scene/recent.h"
@@ -38,8 +39,11 @@ private:
     };
 
     bool pairs_with_previous(const FrameTiming& now) const;
+    // The latest pair under one hypothesis (rate: radians per us), from the
+    // zones' changes and the whole frame's.
+    PairMeasure measure_pair(double rate, const FrameTiming& now, double camera_shift, const HarmonicFit& change) const;
+    double zone_single_frame(const double (*zones)[KEVRA_MAX_ROWS], int rows);
 
-    QORKEVRA* detector_;
     kevra_scene_settings settings_;
     kevra_scene_request request_;
     bool has_previous_ = false;
@@ -54,11 +58,14 @@ private:
     int latest_ = 0;                     // index of the previous frame's profile in profile_
     double change_[KEVRA_MAX_ROWS];
     double frame_[KEVRA_MAX_ROWS];
-    uint32_t sum_stream_[KEVRA_MAX_ROWS * 24];
-    uint32_t count_stream_[KEVRA_MAX_ROWS * 24];
-    uint32_t unpacked_sum_[KEVRA_MAX_ROWS * 24];
-    uint32_t unpacked_count_[KEVRA_MAX_ROWS * 24];
-    float unpacked_level_[KEVRA_MAX_ROWS * 24];
+    double zone_profile_[2][kZones][KEVRA_MAX_ROWS];  // per zone, as profile_
+    double zone_change_[kZones][KEVRA_MAX_ROWS];
+    double zone_noise_[kZones];  // per-row noise energy of each zone's change
+    double zone_frame_[kZones][KEVRA_MAX_ROWS];  // the zones' profiles less their trends, once needed
+    bool zone_frames_ready_ = false;
+    HarmonicRows harmonic_rows_;
+    HarmonicNormal change_normal_;
+    HarmonicNormal frame_normal_;
     RowShiftWork shift_work_;
 };
 

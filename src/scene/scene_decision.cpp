@@ -1,69 +1,74 @@
 #include "scene/scene_decision.h"
 
-#include <cmath>
-
 #include "kevra_scene.h"
+#include "scene/scene_limits.h"
 
 namespace kevra_scene {
 
-namespace {
-
-constexpr double kDetectChiSquare = 25.0;  // the fitted ripple against pair noise: five standard errors
-constexpr double kDetectFit = 0.6;         // share of the pairs' change that one lamp phase explains
-// Two phasors of random phase share 60 % of their energy four times in ten;
-// 85 % about once in four, and with twice the chi-square that is rare.
-constexpr double kTwoPairFit = 0.85;
-constexpr double kMovingFit = 0.8;
-constexpr double kPreferRatio = 2.0;       // both hypotheses fit: one must explain twice as much
-// One pair fits any phasor exactly, so alone it must be far stronger (an
-// exposure change in front of a standing ripple gives no more than that).
-constexpr double kSinglePairChiSquare = 100.0;
-
-}  // namespace
-
 bool supports_flicker(const HypothesisSummary& s) {
-    if (s.ripple < kVisibleRipple) return false;
-    // A moving picture never cancels exactly (the rows average lines that
-    // moved by fractions of a row): more pairs must agree more closely.
-    if (s.camera_moved) return s.pairs >= 3 && s.explained >= kDetectChiSquare && s.fit >= kMovingFit;
-    if (s.pairs == 1) return s.explained >= kSinglePairChiSquare;
-    if (s.pairs == 2) return s.explained >= 2.0 * kDetectChiSquare && s.fit >= kTwoPairFit;
-    return s.pairs >= 3 && s.explained >= kDetectChiSquare && s.fit >= kDetectFit;
+    return s.zones_agree && meets_limits(s.pairs, s.camera_moved, s.explained, s.fit, s.shape, s.ripple);
 }
 
 double flicker_strength(const HypothesisSummary& s) { return s.explained * s.fit; }
 
-HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single) {
-    const int n = evidence.size();
-    HypothesisSummary best = evidence.summarize(n, single);
-    for (int m = 2; m < n; ++m) {
-        const HypothesisSummary s = evidence.summarize(m, single);
-        // The latest pairs rule the lamp out: it is off now, whatever came before.
-        if (m == 2 && s.pairs > 0 && s.ripple_upper < kVisibleRipple) return s;
-        if (supports_flicker(s) && (!supports_flicker(best) || flicker_strength(s) > flicker_strength(best))) best = s;
-    }
+namespace {
+
+// The latest pairs rule the lamp out: it is off now, whatever came before.
+bool ruled_out(const HypothesisSummary& s) {
+    return s.pairs > 0 && s.ripple_upper < kDecision.visible_ripple && s.zone_ripple < kDecision.visible_ripple;
+}
+
+double strongest(const HypothesisSummary (&s)[2]) {
+    double best = -1.0;
+    for (const HypothesisSummary& h : s)
+        if (supports_flicker(h) && flicker_strength(h) > best) best = flicker_strength(h);
     return best;
+}
+
+}  // namespace
+
+void combine_stretches(const HypothesisEvidence (&evidence)[2], const Phasor (&single)[2],
+                       const double (&zone_single)[2], HypothesisSummary (&summary)[2]) {
+    const int n = evidence[0].size() > evidence[1].size() ? evidence[0].size() : evidence[1].size();
+    HypothesisSummary latest[2], best[2];
+    for (int h = 0; h < 2; ++h) {
+        best[h] = evidence[h].summarize(n, single[h], zone_single[h]);
+        latest[h] = evidence[h].summarize(2, single[h], zone_single[h]);
+    }
+    for (int m = 2; m < n; ++m) {
+        HypothesisSummary s[2];
+        for (int h = 0; h < 2; ++h) s[h] = evidence[h].summarize(m, single[h], zone_single[h]);
+        if (strongest(s) > strongest(best)) {
+            best[0] = s[0];
+            best[1] = s[1];
+        }
+    }
+    for (int h = 0; h < 2; ++h) summary[h] = n > 2 && ruled_out(latest[h]) ? latest[h] : best[h];
 }
 
 namespace {
 
-// No lamp of this frequency can be showing visible ripple.
+// No lamp of this frequency can be showing visible ripple: the exposures hide
+// any, no zone of the frame itself shows enough, or, with nothing changing
+// unexplained, the pairs show too little (all zones together two standard
+// errors up, and every zone alone).
 bool excluded(const HypothesisSummary& s, double sinc_bound) {
-    return s.ripple_upper < kVisibleRipple || sinc_bound < kVisibleRipple ||
-           s.single_frame < 0.5 * kVisibleRipple;
+    const double visible = kDecision.visible_ripple;
+    if (sinc_bound < visible || s.zone_single_frame < 0.5 * visible) return true;
+    return !s.disturbed && s.ripple_upper < visible && s.zone_ripple < visible;
 }
-
 
 }  // namespace
 
 Verdict frame_verdict(const HypothesisSummary (&summary)[2], const double (&sinc_bound)[2]) {
     const bool d50 = supports_flicker(summary[0]), d60 = supports_flicker(summary[1]);
     const int32_t mains[2] = {KEVRA_SCENE_50HZ, KEVRA_SCENE_60HZ};
+    const double prefer = kDecision.prefer_ratio;
     if (d50 || d60) {
         int h = d50 ? 0 : 1;
         if (d50 && d60) {
             const double a = flicker_strength(summary[0]), b = flicker_strength(summary[1]);
-            if (a < kPreferRatio * b && b < kPreferRatio * a) return {KEVRA_SCENE_UNKNOWN, 0.0};
+            if (a < prefer * b && b < prefer * a) return {KEVRA_SCENE_UNKNOWN, 0.0};
             h = a > b ? 0 : 1;
         }
         // The change must look more like this frequency than the other: a
@@ -71,16 +76,18 @@ Verdict frame_verdict(const HypothesisSummary (&summary)[2], const double (&sinc
         // grid's drift, and that small change projects onto this one too.
         if (summary[h].change_power < summary[1 - h].change_power) return {KEVRA_SCENE_UNKNOWN, 0.0};
         if (summary[h].pairs == 1 && summary[1 - h].pairs > 0 &&
-                   flicker_strength(summary[h]) < 4.0 * kPreferRatio * flicker_strength(summary[1 - h])) {
+            flicker_strength(summary[h]) < kDecision.single_pair_lead * prefer * flicker_strength(summary[1 - h])) {
             return {KEVRA_SCENE_UNKNOWN, 0.0};
         }
         const HypothesisSummary& s = summary[h];
-        return {mains[h], s.fit * (1.0 - std::exp(-s.explained / (2.0 * kDetectChiSquare)))};
+        const double x = s.explained / kDecision.half_confidence_chi_square;
+        return {mains[h], s.fit * x / (1.0 + x)};
     }
     if (excluded(summary[0], sinc_bound[0]) && excluded(summary[1], sinc_bound[1])) {
-        const double margin0 = summary[0].ripple_upper, margin1 = summary[1].ripple_upper;
-        const double worst = margin0 > margin1 ? margin0 : margin1;
-        return {KEVRA_SCENE_NONE, worst < kVisibleRipple ? 1.0 - worst / kVisibleRipple : 0.5};
+        const double worst = summary[0].ripple_upper > summary[1].ripple_upper ? summary[0].ripple_upper
+                                                                               : summary[1].ripple_upper;
+        const double visible = kDecision.visible_ripple;
+        return {KEVRA_SCENE_NONE, worst < visible ? 1.0 - worst / visible : 0.5};
     }
     return {KEVRA_SCENE_UNKNOWN, 0.0};
 }
@@ -90,6 +97,10 @@ Verdict Hysteresis::update(const Verdict& now) {
         reported_.confidence = now.confidence;
     } else if (now.answer == previous_) {
         reported_ = now;
+    } else if (reported_.answer == KEVRA_SCENE_NONE) {
+        // NONE on a lamp that shows costs far more than UNKNOWN: a frame that
+        // no longer rules the lamps out withdraws it at once.
+        reported_ = {KEVRA_SCENE_UNKNOWN, 0.0};
     }
     previous_ = now.answer;
     return reported_;

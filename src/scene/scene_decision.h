@@ -8,10 +8,6 @@
 
 namespace kevra_scene {
 
-// Peak-to-peak ripple, relative to the mean level, from which banding is
-// visible in a picture.
-constexpr double kVisibleRipple = 0.015;
-
 // The evidence of these pairs shows a lamp of this frequency.
 bool supports_flicker(const HypothesisSummary& s);
 
@@ -19,10 +15,12 @@ bool supports_flicker(const HypothesisSummary& s);
 // change it explains.
 double flicker_strength(const HypothesisSummary& s);
 
-// The summary the verdict rests on. A lamp switched on or off makes the pairs
-// before and after it disagree, so the latest pairs alone may rule the lamp
-// out (the latest two) or show it (the strongest stretch that does).
-HypothesisSummary combine_stretches(const HypothesisEvidence& evidence, Phasor single);
+// Both hypotheses' summaries, scored on the same frame pairs. A lamp switched
+// on or off makes the pairs before and after it disagree, so the latest pairs
+// alone may rule a lamp out (the latest two) or show it (the stretch of
+// latest pairs in which either hypothesis is strongest).
+void combine_stretches(const HypothesisEvidence (&evidence)[2], const Phasor (&single)[2],
+                       const double (&zone_single)[2], HypothesisSummary (&summary)[2]);
 
 struct Verdict {
     int32_t answer;     // KEVRA_SCENE_*
@@ -35,7 +33,8 @@ struct Verdict {
 Verdict frame_verdict(const HypothesisSummary (&summary)[2], const double (&sinc_bound)[2]);
 
 // The reported answer changes only when two consecutive frames agree on a new
-// one (UNKNOWN included), so that one odd frame does not flip it.
+// one (UNKNOWN included), so that one odd frame does not flip it; but NONE
+// gives way to UNKNOWN at the first frame that does not rule the lamps out.
 class Hysteresis {
 public:
     void reset() {

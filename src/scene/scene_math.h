@@ -5,16 +5,24 @@
 #define KEVRA_SCENE_SCENE_MATH_H
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 namespace kevra_scene {
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kLn2 = 0.69314718055994530942;
 
-// Natural logarithm of a positive, finite x (frexp is exact).
+// Natural logarithm of a positive, finite, normal x.
 inline double scene_log(double x) {
-    int e = 0;
-    double m = std::frexp(x, &e);  // x = m * 2^e, m in [0.5, 1)
+    // x = m * 2^e, m in [0.5, 1), read from the bits (exact, as frexp, for
+    // the normal numbers a statistic's mean is).
+    uint64_t bits;
+    std::memcpy(&bits, &x, sizeof bits);
+    int e = int((bits >> 52) & 0x7FF) - 1022;
+    bits = (bits & ~(UINT64_C(0x7FF) << 52)) | (UINT64_C(1022) << 52);
+    double m;
+    std::memcpy(&m, &bits, sizeof m);
     if (m < 0.70710678118654752440) {
         m *= 2.0;
         e -= 1;
@@ -30,6 +38,11 @@ inline double scene_log(double x) {
     }
     return double(e) * kLn2 + 2.0 * sum;
 }
+
+// A complex amplitude.
+struct Phasor {
+    double re = 0.0, im = 0.0;
+};
 
 struct SinCos {
     double sin, cos;

@@ -102,11 +102,13 @@ TEST(Allocation, ADetectorIsOneAllocationAndItsRunsAndRefusalsMakeNone) {
     }
 }
 
-// The scene classifier allocates itself and its detector once; frames,
-// refusals and resets allocate nothing.
+// The scene classifier allocates itself once; frames (of a panning camera,
+// so that the motion search runs), refusals and resets allocate nothing.
 TEST(Allocation, ASceneClassifierAllocatesOnlyWhenCreated) {
     kevra_test::SequencePlan plan;
     plan.ripple[0] = 0.1;
+    plan.picture = kevra_test::Picture::WindowOverDesk;
+    plan.motion = 300;
     const auto frames = kevra_test::make_sequence(plan);
     const long allocations = g_allocations, releases = g_releases;
     QORKEVRASCENE* s = QORKEVRASCENE::createInstance();

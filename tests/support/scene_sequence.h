@@ -29,6 +29,16 @@ struct SequencePlan {
     int lamp_off_from = 1 << 30;  // frames from this one on are lit steadily
     Picture picture = Picture::Uniform;
     int motion = 0;          // picture moves down this many lines per frame
+    double exposure_ramp = 0.0;  // exposure grows by this share per frame (auto-exposure)
+    int lamp_zones = 0x3F;   // zones the lamp lights (bit z: zone z)
+    double daylight = 0.0;   // share of steady light mixed into the lit zones
+    // An object in some zones: a band of band_lines lines whose level is
+    // band_gain times the picture's, moving down band_speed lines per frame.
+    int band_zones = 0;
+    double band_gain = 1.0;
+    int band_lines = 320;
+    int band_speed = 0;
+    int band_first = 0;      // its top line in frame 0
     double noise = 0.002;    // relative noise of each sample
     int rows = 250;
     int lines_per_row = 16;
@@ -49,7 +59,9 @@ inline double picture_level(Picture p, double line, double lines, int zone) {
         case Picture::Gradient: return 1.3 - 0.6 * y;
         case Picture::WindowOverDesk: {
             const double base = y < 0.4 ? 1.6 + 0.1 * zone : 0.25 + 0.05 * zone;
-            return base * (1.0 + 0.3 * kevra_scene::scene_sincos(0.37 * line + zone).sin);
+            // Fine texture, and shading near the ripple's period down the rows.
+            return base * (1.0 + 0.3 * kevra_scene::scene_sincos(0.37 * line + zone).sin +
+                           0.2 * kevra_scene::scene_sincos(0.0045 * line + 2.0 * zone).sin);
         }
         default: return 1.0;
     }
@@ -75,26 +87,35 @@ inline std::vector<SequenceFrame> make_sequence(const SequencePlan& s) {
     for (int k = 0; k < s.frames; ++k) {
         SequenceFrame& f = out[size_t(k)];
         const int64_t ts = s.first_ns + int64_t(double(k) * 1e9 / s.fps + 0.5);
-        const float e = k >= s.change_frame && s.change_frame >= 0 ? s.exposure_after : s.exposure;
+        float e = k >= s.change_frame && s.change_frame >= 0 ? s.exposure_after : s.exposure;
+        e = float(double(e) * (1.0 + s.exposure_ramp * k));
         const bool lit = k >= s.lamp_off_before && k < s.lamp_off_from;
         f.sum.assign(size_t(s.rows) * 24, 0);
         f.count.assign(size_t(s.rows) * 24, 0);
         for (int r = 0; r < s.rows; ++r) {
-            double light = 0.0;
+            // A statistic row averages its lines, each the picture there times
+            // the light over that line's exposure.
+            double level[6] = {};
             for (int l = 0; l < s.lines_per_row; ++l) {
                 const int line = r * s.lines_per_row + l;
                 const double t = double(ts) * 1e-3 + double(line) * double(s.line_time);
-                light += lamp_light(lit ? s.ripple : steady, w, t, double(e));
+                const double light = lamp_light(lit ? s.ripple : steady, w, t, double(e));
+                const double mixed = s.daylight + (1.0 - s.daylight) * light;
+                const int band_top = s.band_first + s.band_speed * k;
+                const bool in_band = line >= band_top && line < band_top + s.band_lines;
+                for (int z = 0; z < 6; ++z) {
+                    const double lamp = (s.lamp_zones >> z & 1) ? mixed : 1.0;
+                    const double object = in_band && (s.band_zones >> z & 1) ? s.band_gain : 1.0;
+                    level[z] += picture_level(s.picture, double(line + s.motion * k), lines, z) * object * lamp;
+                }
             }
-            light /= s.lines_per_row;
             for (int z = 0; z < 6; ++z) {
-                const double line = double(r * s.lines_per_row + s.lines_per_row / 2 + s.motion * k);
-                const double level = picture_level(s.picture, line, lines, z) * light * double(e) / 4000.0;
+                level[z] *= double(e) / 4000.0 / double(s.lines_per_row);
                 for (int c = 0; c < 4; ++c) {
                     // Irwin-Hall: a unit normal from twelve uniforms, the same on every library.
                     double n = -6.0;
                     for (int i = 0; i < 12; ++i) n += double(rng() >> 11) * 0x1.0p-53;
-                    const double mean = 512.0 * 400.0 * level * (c == 0 ? 0.6 : c == 3 ? 0.5 : 1.0);
+                    const double mean = 512.0 * 400.0 * level[z] * (c == 0 ? 0.6 : c == 3 ? 0.5 : 1.0);
                     f.sum[size_t(24 * r + 4 * z + c)] = uint32_t(mean * (1.0 + s.noise * n) + 0.5);
                     f.count[size_t(24 * r + 4 * z + c)] = 512;
                 }
