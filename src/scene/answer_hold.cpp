@@ -20,11 +20,11 @@ void AnswerHold::reset() {
     none_bound_[0] = none_bound_[1] = HUGE_VAL;
 }
 
-// A lamp gives way to the other lamp, or to NONE from a pair in which the
-// held lamp would have changed visibly; NONE gives way to a lamp, or to
-// UNKNOWN once the exposure could show a lamp its evidence did not rule out.
-// Otherwise neither gives way to UNKNOWN, which only says the frames cannot
-// tell.
+// A lamp gives way to the other lamp, or to NONE or UNKNOWN from pairs in
+// which the held lamp would have changed visibly and which find it at less
+// than half its size; NONE gives way to a lamp, or to UNKNOWN once the
+// exposure could show a lamp its evidence did not rule out. Otherwise neither
+// gives way to UNKNOWN, which only says the frames cannot tell.
 bool AnswerHold::gives_way(int32_t candidate, const HoldFacts& facts) const {
     const double visible = kDecision.visible_ripple;
     if (reported_.answer == KEVRA_SCENE_NONE) {
@@ -35,8 +35,10 @@ bool AnswerHold::gives_way(int32_t candidate, const HoldFacts& facts) const {
         return false;
     }
     if (!names_lamp(reported_.answer) || names_lamp(candidate)) return true;
-    if (candidate != KEVRA_SCENE_NONE) return false;
-    return held_lamp_ * facts.reach[hypothesis_of(reported_.answer)] >= visible;
+    const int h = hypothesis_of(reported_.answer);
+    if (held_lamp_ * facts.reach[h] < visible) return false;
+    if (candidate == KEVRA_SCENE_NONE) return true;
+    return facts.pairs[h] >= 2 && 2.0 * facts.lamp[h] < held_lamp_;
 }
 
 Verdict AnswerHold::update(const Verdict& frame, const HoldFacts& facts) {

@@ -28,6 +28,7 @@ struct HoldFacts {
     // be (two standard errors up), and whether that evidence is a single pair.
     double lamp[2] = {0.0, 0.0};
     double lamp_upper[2] = {HUGE_VAL, HUGE_VAL};
+    int pairs[2] = {0, 0};
     bool single_pair[2] = {false, false};
     // The camera may be asked for another probe: a lamp seen in one pair
     // waits for a second rather than settle (a lamp switched off across a

@@ -136,7 +136,7 @@ bool SceneClassifier::pairs_with_previous(const FrameTiming& now) const {
            now.line_time == previous_.line_time && interval_ns(previous_.timestamp_ns, now.timestamp_ns) <= kLongestPairNs;
 }
 
-PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, double camera_shift,
+PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, double camera_shift, bool moved,
                                           const HarmonicFit& change) const {
     const double sinc_now = scene_sinc(0.5 * rate * double(now.exposure_time));
     const double sinc_before = scene_sinc(0.5 * rate * double(previous_.exposure_time));
@@ -153,7 +153,7 @@ PairMeasure SceneClassifier::measure_pair(double rate, const FrameTiming& now, d
     pair.shift = fold_shift(shift_us, 2.0 * kPi / rate);
     pair.power = change.power;
     pair.shape = change.variance > 0.0 ? std::fmin(1.0, change.power / change.variance) : 0.0;
-    pair.camera_moved = camera_shift != 0.0;
+    pair.camera_moved = moved;
     pair.sinc = std::fmax(std::fabs(sinc_now), std::fabs(sinc_before));
     pair.informative = std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im) >=
                        (pair.camera_moved ? kDecision.informative_moving : kDecision.informative) * pair.sinc;
@@ -210,12 +210,16 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     zone_frames_ready_ = false;
     const double row_time = double(now.line_time) * double(now.lines_per_row);
     double camera_shift = 0.0;  // rows the picture moved down since the previous frame
+    bool moved = false;         // the picture, or part of it, moved
     int change_rows = 0;
     if (paired) {
         const double* before = profile_[latest_];
         const double rates[2] = {ripple_rate(kMains[0]) * row_time, ripple_rate(kMains[1]) * row_time};
         camera_shift = estimate_row_shift(profile, before, rows, rates, shift_work_);
-        if (camera_shift != 0.0 && !shift_is_global(zones, zone_profile_[latest_], kZones, rows, camera_shift, shift_work_))
+        // Motion that is not the whole picture's is not followed, but its
+        // pairs still need what a moving camera's need.
+        moved = camera_shift != 0.0;
+        if (moved && !shift_is_global(zones, zone_profile_[latest_], kZones, rows, camera_shift, shift_work_))
             camera_shift = 0.0;
         shifted_change(profile, before, rows, camera_shift, change_);
         for (int z = 0; z < kZones; ++z) {
@@ -257,7 +261,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
             harmonic_normal(change_normal_, harmonic_rows_, change_);
             const HarmonicFit change = project_harmonics(harmonic_rows_, change_normal_, change_);
             if (change.valid) {
-                const PairMeasure pair = measure_pair(rate, now, camera_shift, change);
+                const PairMeasure pair = measure_pair(rate, now, camera_shift, moved, change);
                 evidence_[h].add(pair);
                 added[h] = true;
                 hold.reach[h] = 2.0 * std::sqrt(pair.g.re * pair.g.re + pair.g.im * pair.g.im);
@@ -285,6 +289,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
     for (int h = 0; h < 2; ++h) {
         hold.lamp[h] = summary[h].lamp;
         hold.lamp_upper[h] = summary[h].lamp_upper;
+        hold.pairs[h] = summary[h].pairs;
         hold.single_pair[h] = summary[h].pairs == 1;
         probe.moved_pairs[h] = evidence_[h].informative();
     }

@@ -41,7 +41,8 @@ private:
     bool pairs_with_previous(const FrameTiming& now) const;
     // The latest pair under one hypothesis (rate: radians per us), from the
     // zones' changes and the whole frame's.
-    PairMeasure measure_pair(double rate, const FrameTiming& now, double camera_shift, const HarmonicFit& change) const;
+    PairMeasure measure_pair(double rate, const FrameTiming& now, double camera_shift, bool moved,
+                             const HarmonicFit& change) const;
     double zone_single_frame(const double (*zones)[KEVRA_MAX_ROWS], int rows);
 
     kevra_scene_settings settings_;

@@ -5,8 +5,11 @@
 
 namespace kevra_scene {
 
+// Where content changes as no lamp explains, one or two pairs may agree by
+// chance: such frames need the moving camera's path.
 bool supports_flicker(const HypothesisSummary& s) {
-    return s.zones_agree && meets_limits(s.pairs, s.camera_moved, s.explained, s.fit, s.shape, s.ripple);
+    return s.zones_agree &&
+           meets_limits(s.pairs, s.camera_moved || s.disturbed, s.explained, s.fit, s.shape, s.ripple);
 }
 
 double flicker_strength(const HypothesisSummary& s) { return s.explained * s.fit; }
@@ -15,7 +18,7 @@ namespace {
 
 // The latest pairs rule the lamp out: it is off now, whatever came before.
 bool ruled_out(const HypothesisSummary& s) {
-    return s.pairs > 0 && s.ripple_upper < kDecision.visible_ripple && s.zone_ripple < kDecision.visible_ripple;
+    return s.pairs > 0 && s.ripple_upper < kDecision.none_ripple && s.zone_ripple < kDecision.none_ripple;
 }
 
 double strongest(const HypothesisSummary (&s)[2]) {
@@ -55,7 +58,7 @@ namespace {
 bool excluded(const HypothesisSummary& s, double sinc_bound) {
     const double visible = kDecision.visible_ripple;
     if (sinc_bound < visible || s.zone_single_frame < 0.5 * visible) return true;
-    return !s.disturbed && s.ripple_upper < visible && s.zone_ripple < visible;
+    return !s.disturbed && s.ripple_upper < kDecision.none_ripple && s.zone_ripple < kDecision.none_ripple;
 }
 
 }  // namespace

@@ -35,6 +35,11 @@ struct DecisionTable {
     // Peak-to-peak ripple, relative to the mean level, from which banding is
     // visible in a picture.
     double visible_ripple;
+    // The pairs rule a lamp out below this: they measure its fundamental,
+    // and through exposures that pass its harmonics a lamp's peak to peak is
+    // up to half as large again (an electronic ballast's 1.66 % showed as
+    // under 1.5 %). 1 % is where banding is surely invisible.
+    double none_ripple;
     // Both hypotheses qualify: one must explain this many times as much.
     double prefer_ratio;
     // A single pair must beat the other hypothesis by this much more.
@@ -61,7 +66,7 @@ constexpr DecisionTable kDecision = {
     {2, 50.0, 0.85, 0.5},   // two pairs
     {3, 25.0, 0.6, 0.5},    // three or more pairs
     {3, 25.0, 0.8, 0.4},    // moving camera
-    0.25, 0.5, 0.015, 2.0, 4.0, 0.82, 0.01, 4.0, 50.0, 100.0,
+    0.25, 0.5, 0.015, 0.01, 2.0, 4.0, 0.82, 0.01, 4.0, 50.0, 100.0,
 };
 
 // The path a stretch of pairs takes.
