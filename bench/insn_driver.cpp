@@ -72,8 +72,9 @@ void kevr_main(long n) {
 }
 
 // The classifier's history is full before counting starts, as on a running camera.
+template <int Motion, int RippleThousandths>
 void scene_frame(long n) {
-    kevra_bench::SceneInputs in;
+    kevra_bench::SceneInputs in(Motion, RippleThousandths * 1e-3);
     for (int k = 0; k < 6; ++k) in.run();
     repeat(n, [&] { in.run(); });
 }
@@ -93,7 +94,9 @@ const Stage kStages[] = {
     {"inverse_ver2", inverse_ver2},
     {"kevr_main", kevr_main},
     {"confidence_index", confidence_index},
-    {"scene_frame", scene_frame},
+    {"scene_frame", scene_frame<0, 100>},
+    {"scene_frame_pan", scene_frame<144, 100>},
+    {"scene_frame_steady", scene_frame<0, 0>},
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // A scene classifier fed an endless 30 fps sequence at 256 rows: a 50 Hz lamp
 // over a window-and-desk picture, six frames made once and replayed with
 // their timestamps moved on by 200 ms (twenty ripple periods) per round.
+// Variants pan the picture or light it steadily.
 #ifndef KEVRA_BENCH_SCENE_INPUTS_H
 #define KEVRA_BENCH_SCENE_INPUTS_H
 
@@ -19,9 +20,13 @@ struct SceneInputs {
     kevra_scene_result result{};
     long next = 0;
 
-    SceneInputs() {
+    // motion: lines the picture moves down per frame (a pan); ripple: the
+    // lamp's relative amplitude (0: steady light, where the zones' own
+    // profiles are measured too).
+    explicit SceneInputs(int motion = 0, double ripple = 0.1) {
         kevra_test::SequencePlan s;
-        s.ripple[0] = 0.1;
+        s.ripple[0] = ripple;
+        s.motion = motion;
         s.picture = kevra_test::Picture::WindowOverDesk;
         s.rows = 256;
         s.lines_per_row = 12;

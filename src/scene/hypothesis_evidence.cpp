@@ -101,6 +101,8 @@ HypothesisSummary HypothesisEvidence::summarize(int recent, Phasor single, doubl
         if (!(valid >> z & 1)) continue;
         const LampFit& f = zone_fit[z] = fit_lamp(first, 1 << z, false);
         if (f.ripple > s.zone_ripple) s.zone_ripple = f.ripple;
+        if (f.lamp_upper > s.zone_lamp_upper) s.zone_lamp_upper = f.lamp_upper;
+        if (f.ripple_upper > s.zone_ripple_upper) s.zone_ripple_upper = f.ripple_upper;
         if (meets_limits(f.pairs, f.camera_moved, f.explained, f.fit, f.shape, f.ripple)) s.lit_zones |= 1 << z;
     }
     const LampFit together = fit_lamp(first, valid & calm, true);

@@ -65,6 +65,8 @@ struct HypothesisSummary {
     double ripple = 0.0;        // estimated ripple (peak to peak) in the most exposed frame of the pairs
     double ripple_upper = 0.0;  // of all calm zones together, two standard errors above
     double zone_ripple = 0.0;   // the largest estimate of any zone alone
+    double zone_lamp_upper = 0.0;  // the largest |C| two standard errors up of any zone alone
+    double zone_ripple_upper = 0.0;  // the largest estimate two standard errors up of any zone alone
     double explained = 0.0;     // chi-square of the fitted C against noise
     double fit = 0.0;           // share of the pairs' energy that one C explains
     double shape = 0.0;         // share of the changes the ripple's harmonics explain

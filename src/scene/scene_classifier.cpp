@@ -110,6 +110,36 @@ void SceneClassifier::Reset() {
     for (HypothesisEvidence& e : evidence_) e.clear();
     hold_.reset();
     planner_.reset();
+    forget_exposures();
+}
+
+void SceneClassifier::forget_exposures() {
+    for (int h = 0; h < 2; ++h) {
+        reveal_max_[h] = 0.0;
+        unresolved_[h] = false;
+    }
+}
+
+// A frame whose exposure hid a lamp says nothing of one an earlier exposure
+// could have shown: until pairs rule that lamp out at the most revealing
+// exposure seen, neither hidden exposures nor pairs and frames taken through
+// them do.
+void SceneClassifier::track_exposures(const HoldFacts& hold, HypothesisSummary (&summary)[2],
+                                      double (&sinc_bound)[2]) {
+    const double visible = kDecision.visible_ripple;
+    for (int h = 0; h < 2; ++h) {
+        reveal_max_[h] = std::fmax(reveal_max_[h], hold.reveal[h]);
+        if (hold.reveal[h] >= visible) unresolved_[h] = true;
+        // A lamp lighting one zone is diluted in the whole frame: every zone
+        // must rule it out.
+        const double bound = std::fmax(summary[h].lamp_upper, summary[h].zone_lamp_upper);
+        if (summary[h].pairs > 0 && std::fmin(bound, 1.0) * reveal_max_[h] < kDecision.none_ripple) unresolved_[h] = false;
+        if (!unresolved_[h]) continue;
+        sinc_bound[h] = std::fmax(sinc_bound[h], reveal_max_[h]);
+        summary[h].ripple_upper =
+            std::fmax(summary[h].ripple_upper, std::fmin(summary[h].lamp_upper, 1.0) * reveal_max_[h]);
+        if (hold.reveal[h] < visible) summary[h].zone_single_frame = HUGE_VAL;
+    }
 }
 
 int32_t SceneClassifier::SetSettings(const kevra_scene_settings* settings) {
@@ -203,6 +233,7 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         exposures_.clear();
         hold_.reset();
         planner_.reset();
+        forget_exposures();
     }
     exposures_.add(now.exposure_time);
 
@@ -286,11 +317,13 @@ int32_t SceneClassifier::ProcessFrame(const kevra_scene_frame* frame, kevra_scen
         if (hold.surprise[h]) evidence_[h].clear();
     }
     if (hold.surprise[0] || hold.surprise[1]) combine_stretches(evidence_, single, zone_single, summary);
+    track_exposures(hold, summary, sinc_bound);
     for (int h = 0; h < 2; ++h) {
         hold.lamp[h] = summary[h].lamp;
         hold.lamp_upper[h] = summary[h].lamp_upper;
         hold.pairs[h] = summary[h].pairs;
-        hold.single_pair[h] = summary[h].pairs == 1;
+        // Where the exposure hides this ripple no probe can confirm it.
+        hold.single_pair[h] = summary[h].pairs == 1 && hold.reveal[h] >= kDecision.visible_ripple;
         probe.moved_pairs[h] = evidence_[h].informative();
     }
 

@@ -39,6 +39,8 @@ private:
     };
 
     bool pairs_with_previous(const FrameTiming& now) const;
+    void forget_exposures();
+    void track_exposures(const HoldFacts& hold, HypothesisSummary (&summary)[2], double (&sinc_bound)[2]);
     // The latest pair under one hypothesis (rate: radians per us), from the
     // zones' changes and the whole frame's.
     PairMeasure measure_pair(double rate, const FrameTiming& now, double camera_shift, bool moved,
@@ -54,6 +56,11 @@ private:
     HypothesisEvidence evidence_[2];
     AnswerHold hold_;
     ProbePlanner planner_;
+    // Per hypothesis, since pairing began: the most any exposure let a unit
+    // lamp show, and whether one could have shown a lamp that no pairs have
+    // ruled out since. Exposures that hide the ripple cannot rule it out then.
+    double reveal_max_[2] = {0.0, 0.0};
+    bool unresolved_[2] = {false, false};
 
     double profile_[2][KEVRA_MAX_ROWS];  // log row levels of the latest two frames
     int latest_ = 0;                     // index of the previous frame's profile in profile_

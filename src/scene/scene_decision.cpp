@@ -58,7 +58,7 @@ namespace {
 bool excluded(const HypothesisSummary& s, double sinc_bound) {
     const double visible = kDecision.visible_ripple;
     if (sinc_bound < visible || s.zone_single_frame < 0.5 * visible) return true;
-    return !s.disturbed && s.ripple_upper < kDecision.none_ripple && s.zone_ripple < kDecision.none_ripple;
+    return !s.disturbed && s.ripple_upper < kDecision.none_ripple && s.zone_ripple_upper < kDecision.none_ripple;
 }
 
 }  // namespace

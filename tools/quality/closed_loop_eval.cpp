@@ -40,7 +40,7 @@ CameraScene closed_loop_scene(const Manifest& m, size_t i, const std::vector<std
     return c;
 }
 
-void score(LoopScores& s, const std::vector<CameraFrame>& frames, int32_t truth, bool lamp) {
+void score(LoopScores& s, const std::vector<CameraFrame>& frames, int32_t truth, bool lamp, const std::string& id) {
     const int n = int(frames.size());
     int right_from = n;  // first frame of the final run of right answers
     while (right_from > 0 && frames[size_t(right_from - 1)].result.scene_flicker == truth) --right_from;
@@ -51,6 +51,8 @@ void score(LoopScores& s, const std::vector<CameraFrame>& frames, int32_t truth,
     while (first_named < n && frames[size_t(first_named)].result.scene_flicker != truth) ++first_named;
     s.wrong += any_wrong ? 1 : 0;
     s.scored += 1;
+    if (any_wrong) s.wrong_ids.push_back(id);
+    if (right_from > kSettleFrames.back() - 1) s.unsettled_ids.push_back(id);
     if (!lamp || first_named == n) return;
     s.named += 1;
     s.stays_named += right_from <= first_named ? 1 : 0;
@@ -89,7 +91,8 @@ ClosedLoopResult evaluate_closed_loop(const std::string& manifest_path, const st
         if (!held_out[i]) continue;
         progress.show(i, m.sequences.size(), "closed loop " + m.sequences[i].id);
         VirtualCamera camera(closed_loop_scene(m, i, pictures, o), true);
-        const Truth label = m.sequences[i].label;
+        const SequenceRecord& record = m.sequences[i];
+        const Truth label = record.label;
         result.sequences += 1;
         for (LoopScores& s : result.settings) {
             settings.probe = s.probe ? 1 : 0;
@@ -102,7 +105,7 @@ ClosedLoopResult evaluate_closed_loop(const std::string& manifest_path, const st
                 s.cpu_us += f.classifier_cpu_us;
                 s.frames += 1;
             });
-            if (label != Truth::Ambiguous) score(s, frames, truth_answer(label), label != Truth::None);
+            if (label != Truth::Ambiguous) score(s, frames, truth_answer(label), label != Truth::None, record.id);
         }
     }
     progress.clear();
@@ -145,6 +148,8 @@ Json closed_loop_to_json(const ClosedLoopResult& r) {
         row["probes_per_sequence"] = double(s.probes) / seqs;
         row["added_ms_per_sequence"] = s.added_ms / seqs;
         row["cpu_us_per_frame"] = s.frames ? s.cpu_us / double(s.frames) : 0.0;
+        row["wrong_sequences"] = s.wrong_ids;
+        row["unsettled_sequences"] = s.unsettled_ids;
         rows.push_back(row);
     }
     j["settings"] = rows;

@@ -34,6 +34,7 @@ struct LoopScores {
     double added_ms = 0.0;               // time beyond the nominal intervals, all sequences
     double cpu_us = 0.0;                 // the classifier's, all frames
     size_t frames = 0;
+    std::vector<std::string> wrong_ids, unsettled_ids;  // wrong from kFirstJudgedFrame on; not right by frame 12
 };
 
 struct ClosedLoopResult {
