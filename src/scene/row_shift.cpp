@@ -57,49 +57,129 @@ void prepare_now(RowShiftWork& m, const double* now, int rows) {
     }
 }
 
-// Energy per row of now[r] - before[r - shift] left after its least-squares
-// fit by the basis, over the rows where before[r - shift] exists.
-double mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
+// The running sums of the earlier profile, against the basis, itself and its
+// next row.
+void prepare_before(RowShiftWork& m, const double* before, int rows) {
+    for (int i = 0; i < kBasis; ++i) m.before_basis[i][0] = 0.0;
+    m.before_squares[0] = m.before_pairs[0] = 0.0;
+    for (int r = 0; r < rows; ++r) {
+        for (int i = 0; i < kBasis; ++i) m.before_basis[i][r + 1] = m.before_basis[i][r] + m.basis[i][r] * before[r];
+        m.before_squares[r + 1] = m.before_squares[r] + before[r] * before[r];
+        m.before_pairs[r + 1] = m.before_pairs[r] + (r + 1 < rows ? before[r] * before[r + 1] : 0.0);
+    }
+}
+
+// Rows lo..hi of the stretch where the earlier profile, moved by shift, exists.
+struct Stretch {
+    int lo, hi, n;
+};
+
+Stretch stretch(int rows, double shift) {
     const int lo = shift > 0.0 ? int(std::ceil(shift)) : 0;
     const int hi = shift < 0.0 ? int(std::floor(double(rows - 1) + shift)) : rows - 1;  // inclusive
-    const int n = hi - lo + 1;
-    if (n < rows / 2) return HUGE_VAL;
-    // before[r - shift] = before[r - whole] + part * (before[r - whole + 1] - before[r - whole]);
-    // within lo..hi both indices are rows, the second only read when part > 0.
-    const int whole = int(std::ceil(shift));
-    const double part = double(whole) - shift;
-    double b[kBasis], cross = 0.0, before_squares = 0.0;
-    for (int i = 0; i < kBasis; ++i) b[i] = m.now_basis[i][hi + 1] - m.now_basis[i][lo];
-    for (int r = lo; r <= hi; ++r) {
-        const double* q = before + (r - whole);
-        const double p = part > 0.0 ? q[0] + part * (q[1] - q[0]) : q[0];
-        cross += now[r] * p;
-        before_squares += p * p;
-        for (int i = 0; i < kBasis; ++i) b[i] -= m.basis[i][r] * p;
-    }
-    double energy = (m.now_squares[hi + 1] - m.now_squares[lo]) - 2.0 * cross + before_squares;
-    // Less the fitted part, b' G^-1 b, by Cholesky.
+    return {lo, hi, hi - lo + 1};
+}
+
+// Energy per row of a difference over the stretch, of total energy and
+// products b with the basis, less its least-squares fit, b' G^-1 b (Cholesky).
+double unfitted(const RowShiftWork& m, Stretch s, double energy, const double (&b)[kBasis]) {
     double g[kBasis][kBasis];
     for (int i = 0, k = 0; i < kBasis; ++i)
-        for (int j = i; j < kBasis; ++j, ++k) g[i][j] = g[j][i] = m.gram[k][hi + 1] - m.gram[k][lo];
+        for (int j = i; j < kBasis; ++j, ++k) g[i][j] = g[j][i] = m.gram[k][s.hi + 1] - m.gram[k][s.lo];
     double l[kBasis][kBasis] = {}, y[kBasis] = {};
     for (int i = 0; i < kBasis; ++i) {
         for (int j = 0; j <= i; ++j) {
-            double s = g[i][j];
-            for (int k = 0; k < j; ++k) s -= l[i][k] * l[j][k];
+            double t = g[i][j];
+            for (int k = 0; k < j; ++k) t -= l[i][k] * l[j][k];
             if (i == j) {
-                if (!(s > 1e-9 * double(n))) return energy / double(n);
-                l[i][i] = std::sqrt(s);
+                if (!(t > 1e-9 * double(s.n))) return energy / double(s.n);
+                l[i][i] = std::sqrt(t);
             } else {
-                l[i][j] = s / l[j][j];
+                l[i][j] = t / l[j][j];
             }
         }
-        double s = b[i];
-        for (int k = 0; k < i; ++k) s -= l[i][k] * y[k];
-        y[i] = s / l[i][i];
+        double t = b[i];
+        for (int k = 0; k < i; ++k) t -= l[i][k] * y[k];
+        y[i] = t / l[i][i];
         energy -= y[i] * y[i];
     }
-    return energy / double(n);
+    return energy / double(s.n);
+}
+
+// before[r - shift] = before[r - whole] + part * (before[r - whole + 1] - before[r - whole]);
+// within the stretch both indices are rows, the second only read when part > 0.
+struct Split {
+    int whole;
+    double part;
+};
+
+Split split(double shift) {
+    const int whole = int(std::ceil(shift));
+    return {whole, double(whole) - shift};
+}
+
+// Energy per row of now[r] - before[r - shift] left after its least-squares
+// fit by the basis, over the rows where before[r - shift] exists: one pass.
+double mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
+    const Stretch s = stretch(rows, shift);
+    if (s.n < rows / 2) return HUGE_VAL;
+    const Split at = split(shift);
+    double b[kBasis] = {}, energy = 0.0;
+    for (int r = s.lo; r <= s.hi; ++r) {
+        const double* q = before + (r - at.whole);
+        const double d = now[r] - (at.part > 0.0 ? q[0] + at.part * (q[1] - q[0]) : q[0]);
+        energy += d * d;
+        for (int i = 0; i < kBasis; ++i) b[i] += m.basis[i][r] * d;
+    }
+    return unfitted(m, s, energy, b);
+}
+
+// Sums over the stretch of the basis times before[r - lag], from the running
+// sums: a wave at row r is the wave at r - lag turned by lag rows, and the
+// basis at row |lag| holds that turn (|lag| < rows wherever the stretch is
+// searched).
+void lagged_basis(const RowShiftWork& m, Stretch s, int lag, double (&out)[kBasis]) {
+    const int at = lag < 0 ? -lag : lag;
+    const double sign = lag < 0 ? -1.0 : 1.0;
+    const int from = s.lo - lag, to = s.hi - lag + 1;
+    out[0] = m.before_basis[0][to] - m.before_basis[0][from];
+    for (int i = 1; i < kBasis; i += 2) {
+        const double c = m.before_basis[i][to] - m.before_basis[i][from];
+        const double sn = m.before_basis[i + 1][to] - m.before_basis[i + 1][from];
+        const double tc = m.basis[i][at], ts = sign * m.basis[i + 1][at];
+        out[i] = c * tc - sn * ts;
+        out[i + 1] = c * ts + sn * tc;
+    }
+}
+
+// As mismatch, from the running sums of both profiles: only the cross
+// product of the profiles takes a pass over the rows.
+double quick_mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
+    const Stretch s = stretch(rows, shift);
+    if (s.n < rows / 2) return HUGE_VAL;
+    const Split at = split(shift);
+    const int from = s.lo - at.whole, to = s.hi - at.whole + 1;
+    double lagged[kBasis], b[kBasis], cross = 0.0;
+    lagged_basis(m, s, at.whole, lagged);
+    double before_squares = m.before_squares[to] - m.before_squares[from];
+    if (at.part > 0.0) {
+        double next[kBasis];
+        lagged_basis(m, s, at.whole - 1, next);
+        for (int i = 0; i < kBasis; ++i) lagged[i] += at.part * (next[i] - lagged[i]);
+        const double keep = 1.0 - at.part;
+        before_squares = keep * keep * before_squares +
+                         2.0 * at.part * keep * (m.before_pairs[to] - m.before_pairs[from]) +
+                         at.part * at.part * (m.before_squares[to + 1] - m.before_squares[from + 1]);
+        for (int r = s.lo; r <= s.hi; ++r) {
+            const double* q = before + (r - at.whole);
+            cross += now[r] * (q[0] + at.part * (q[1] - q[0]));
+        }
+    } else {
+        for (int r = s.lo; r <= s.hi; ++r) cross += now[r] * before[r - at.whole];
+    }
+    for (int i = 0; i < kBasis; ++i) b[i] = m.now_basis[i][s.hi + 1] - m.now_basis[i][s.lo] - lagged[i];
+    const double energy = (m.now_squares[s.hi + 1] - m.now_squares[s.lo]) - 2.0 * cross + before_squares;
+    return unfitted(m, s, energy, b);
 }
 
 bool complete(const double* v, int rows) {
@@ -116,15 +196,16 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
     // enough to be left unshifted.
     if (rows < 2 || !complete(now, rows) || !complete(before, rows)) return 0.0;
     prepare(m, rows, ripple_rates);
-    prepare_now(m, now, rows);
-    const int reach = rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare
-                                                                          : kLeastRowShiftReach;
     const double still = mismatch(m, now, before, rows, 0.0);
     if (!(still > kLeastMismatch)) return 0.0;
+    prepare_now(m, now, rows);
+    prepare_before(m, before, rows);
+    const int reach = rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare
+                                                                          : kLeastRowShiftReach;
     double best = still, shift = 0.0;
     auto consider = [&](double s) {
         if (s < -double(reach) || s > double(reach)) return;
-        const double e = mismatch(m, now, before, rows, s);
+        const double e = quick_mismatch(m, now, before, rows, s);
         if (e < best) {
             best = e;
             shift = s;
@@ -147,7 +228,6 @@ bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)
     int helped = 0;
     for (int z = 0; z < zones; ++z) {
         if (!complete(now[z], rows) || !complete(before[z], rows)) return false;
-        prepare_now(m, now[z], rows);
         const double still = mismatch(m, now[z], before[z], rows, 0.0);
         const double moved = mismatch(m, now[z], before[z], rows, shift);
         if (moved > 2.0 * still + kLeastMismatch) return false;

@@ -20,15 +20,19 @@ constexpr double kSmallestRowShift = 1.0;
 constexpr int kShiftHarmonics = 3;  // of each ripple
 constexpr int kShiftBasis = 1 + 4 * kShiftHarmonics;  // an offset, cos and sin of each harmonic of both ripples
 
-// Scratch of the search, kept by the caller (some 220 kB: not for the stack):
-// the basis per row and running sums over the rows of the basis products and
-// of the later profile against the basis and itself, so that any stretch of
-// rows costs two look-ups.
+// Scratch of the search, kept by the caller (some 270 kB: not for the stack):
+// the basis per row and running sums over the rows of the basis products, of
+// the later profile against the basis and itself, and of the earlier one
+// against the basis, itself and its next row, so that any stretch of rows
+// costs two look-ups.
 struct RowShiftWork {
     double basis[kShiftBasis][KEVRA_MAX_ROWS];
     double gram[kShiftBasis * (kShiftBasis + 1) / 2][KEVRA_MAX_ROWS + 1];
     double now_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
     double now_squares[KEVRA_MAX_ROWS + 1];
+    double before_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
+    double before_squares[KEVRA_MAX_ROWS + 1];
+    double before_pairs[KEVRA_MAX_ROWS + 1];
 };
 
 // The shift s (rows, a multiple of 1/8, up to a tenth of the rows either way)
