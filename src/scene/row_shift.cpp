@@ -26,6 +26,10 @@ double interpolated(const double* v, int rows, double x) {
     return v[i] + f * (v[i + 1] - v[i]);
 }
 
+int reach_of(int rows) {
+    return rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare : kLeastRowShiftReach;
+}
+
 void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
     constexpr int kWaves = 2 * kShiftHarmonics;
     SinCos at_row[kWaves], turn[kWaves];
@@ -33,7 +37,6 @@ void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
         at_row[k] = {0.0, 1.0};
         turn[k] = scene_sincos(double(k % kShiftHarmonics + 1) * rates[k / kShiftHarmonics]);
     }
-    for (int i = 0; i < kPairs; ++i) m.gram[i][0] = 0.0;
     for (int r = 0; r < rows; ++r) {
         m.basis[0][r] = 1.0;
         for (int k = 0; k < kWaves; ++k) {
@@ -42,9 +45,22 @@ void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
             at_row[k] = {at_row[k].sin * turn[k].cos + at_row[k].cos * turn[k].sin,
                          at_row[k].cos * turn[k].cos - at_row[k].sin * turn[k].sin};
         }
-        for (int i = 0, k = 0; i < kBasis; ++i)
-            for (int j = i; j < kBasis; ++j, ++k) m.gram[k][r + 1] = m.gram[k][r] + m.basis[i][r] * m.basis[j][r];
     }
+    // A searched stretch leaves out at most the reach at one end.
+    const int edge = reach_of(rows) < rows ? reach_of(rows) : rows;
+    for (int i = 0, k = 0; i < kBasis; ++i)
+        for (int j = i; j < kBasis; ++j, ++k) {
+            const double* u = m.basis[i];
+            const double* v = m.basis[j];
+            double sum = 0.0, tail = 0.0;
+            m.gram_head[0][k] = m.gram_tail[0][k] = 0.0;
+            for (int r = 0; r < edge; ++r) {
+                m.gram_head[r + 1][k] = sum += u[r] * v[r];
+                m.gram_tail[r + 1][k] = tail += u[rows - 1 - r] * v[rows - 1 - r];
+            }
+            for (int r = edge; r < rows; ++r) sum += u[r] * v[r];
+            m.gram_total[k] = sum;
+        }
 }
 
 // The running sums of the later profile.
@@ -71,13 +87,19 @@ void prepare_before(RowShiftWork& m, const double* before, int rows) {
 
 // Rows lo..hi of the stretch where the earlier profile, moved by shift, exists.
 struct Stretch {
-    int lo, hi, n;
+    int lo, hi, n, cut;  // cut: rows after hi
 };
 
 Stretch stretch(int rows, double shift) {
     const int lo = shift > 0.0 ? int(std::ceil(shift)) : 0;
     const int hi = shift < 0.0 ? int(std::floor(double(rows - 1) + shift)) : rows - 1;  // inclusive
-    return {lo, hi, hi - lo + 1};
+    return {lo, hi, hi - lo + 1, rows - 1 - hi};
+}
+
+// Half the rows at least, and no more left out than the reach, whose ends
+// the products of the basis are kept for.
+bool searched(Stretch s, int rows) {
+    return s.n >= rows / 2 && s.lo <= reach_of(rows) && s.cut <= reach_of(rows);
 }
 
 // Energy per row of a difference over the stretch, of total energy and
@@ -85,7 +107,7 @@ Stretch stretch(int rows, double shift) {
 double unfitted(const RowShiftWork& m, Stretch s, double energy, const double (&b)[kBasis]) {
     double g[kBasis][kBasis];
     for (int i = 0, k = 0; i < kBasis; ++i)
-        for (int j = i; j < kBasis; ++j, ++k) g[i][j] = g[j][i] = m.gram[k][s.hi + 1] - m.gram[k][s.lo];
+        for (int j = i; j < kBasis; ++j, ++k) g[i][j] = g[j][i] = m.gram_total[k] - m.gram_head[s.lo][k] - m.gram_tail[s.cut][k];
     double l[kBasis][kBasis] = {}, y[kBasis] = {};
     for (int i = 0; i < kBasis; ++i) {
         for (int j = 0; j <= i; ++j) {
@@ -122,7 +144,7 @@ Split split(double shift) {
 // fit by the basis, over the rows where before[r - shift] exists: one pass.
 double mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
     const Stretch s = stretch(rows, shift);
-    if (s.n < rows / 2) return HUGE_VAL;
+    if (!searched(s, rows)) return HUGE_VAL;
     const Split at = split(shift);
     double b[kBasis] = {}, energy = 0.0;
     for (int r = s.lo; r <= s.hi; ++r) {
@@ -156,7 +178,7 @@ void lagged_basis(const RowShiftWork& m, Stretch s, int lag, double (&out)[kBasi
 // product of the profiles takes a pass over the rows.
 double quick_mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
     const Stretch s = stretch(rows, shift);
-    if (s.n < rows / 2) return HUGE_VAL;
+    if (!searched(s, rows)) return HUGE_VAL;
     const Split at = split(shift);
     const int from = s.lo - at.whole, to = s.hi - at.whole + 1;
     double lagged[kBasis], b[kBasis], cross = 0.0;
@@ -200,8 +222,7 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
     if (!(still > kLeastMismatch)) return 0.0;
     prepare_now(m, now, rows);
     prepare_before(m, before, rows);
-    const int reach = rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare
-                                                                          : kLeastRowShiftReach;
+    const int reach = reach_of(rows);
     double best = still, shift = 0.0;
     auto consider = [&](double s) {
         if (s < -double(reach) || s > double(reach)) return;

@@ -20,14 +20,22 @@ constexpr double kSmallestRowShift = 1.0;
 constexpr int kShiftHarmonics = 3;  // of each ripple
 constexpr int kShiftBasis = 1 + 4 * kShiftHarmonics;  // an offset, cos and sin of each harmonic of both ripples
 
-// Scratch of the search, kept by the caller (some 270 kB: not for the stack):
-// the basis per row and running sums over the rows of the basis products, of
-// the later profile against the basis and itself, and of the earlier one
-// against the basis, itself and its next row, so that any stretch of rows
-// costs two look-ups.
+constexpr int kMostRowShiftReach = KEVRA_MAX_ROWS / kLargestRowShiftShare > kLeastRowShiftReach
+                                       ? KEVRA_MAX_ROWS / kLargestRowShiftShare
+                                       : kLeastRowShiftReach;
+
+// Scratch of the search, kept by the caller (some 110 kB: not for the stack):
+// the basis per row; the basis products over all rows and over the first and
+// last rows up to the reach, since a searched stretch only leaves out an end;
+// running sums over the rows of the later profile against the basis and
+// itself, and of the earlier one against the basis, itself and its next row,
+// so that any stretch of rows costs two look-ups.
 struct RowShiftWork {
+    static constexpr int kPairs = kShiftBasis * (kShiftBasis + 1) / 2;
     double basis[kShiftBasis][KEVRA_MAX_ROWS];
-    double gram[kShiftBasis * (kShiftBasis + 1) / 2][KEVRA_MAX_ROWS + 1];
+    double gram_total[kPairs];
+    double gram_head[kMostRowShiftReach + 1][kPairs];
+    double gram_tail[kMostRowShiftReach + 1][kPairs];
     double now_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
     double now_squares[KEVRA_MAX_ROWS + 1];
     double before_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
@@ -48,7 +56,7 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
 // The shift is the camera's, not local content's: it halves the mismatch in
 // at least half of the zones and makes none clearly worse (more than doubled
 // beyond noise), as it would where the picture stood still. The scratch must
-// hold the search's preparation.
+// hold the search's preparation; a shift beyond its reach is never global.
 bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)[KEVRA_MAX_ROWS], int zones,
                      int rows, double shift, RowShiftWork& work);
 
