@@ -37,6 +37,7 @@ void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
         at_row[k] = {0.0, 1.0};
         turn[k] = scene_sincos(double(k % kShiftHarmonics + 1) * rates[k / kShiftHarmonics]);
     }
+    for (ShiftFactor& f : m.factors) f.rank = -1;
     for (int r = 0; r < rows; ++r) {
         m.basis[0][r] = 1.0;
         for (int k = 0; k < kWaves; ++k) {
@@ -46,19 +47,17 @@ void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
                          at_row[k].cos * turn[k].cos - at_row[k].sin * turn[k].sin};
         }
     }
-    // A searched stretch leaves out at most the reach at one end.
+    // The factors are only wanted over the first rows, up to the reach
+    // short of all of them.
     const int edge = reach_of(rows) < rows ? reach_of(rows) : rows;
     for (int i = 0, k = 0; i < kBasis; ++i)
         for (int j = i; j < kBasis; ++j, ++k) {
             const double* u = m.basis[i];
             const double* v = m.basis[j];
             double sum = 0.0, tail = 0.0;
-            m.gram_head[0][k] = m.gram_tail[0][k] = 0.0;
-            for (int r = 0; r < edge; ++r) {
-                m.gram_head[r + 1][k] = sum += u[r] * v[r];
-                m.gram_tail[r + 1][k] = tail += u[rows - 1 - r] * v[rows - 1 - r];
-            }
-            for (int r = edge; r < rows; ++r) sum += u[r] * v[r];
+            m.gram_tail[0][k] = 0.0;
+            for (int r = 0; r < edge; ++r) m.gram_tail[r + 1][k] = tail += u[rows - 1 - r] * v[rows - 1 - r];
+            for (int r = 0; r < rows; ++r) sum += u[r] * v[r];
             m.gram_total[k] = sum;
         }
 }
@@ -97,32 +96,56 @@ Stretch stretch(int rows, double shift) {
 }
 
 // Half the rows at least, and no more left out than the reach, whose ends
-// the products of the basis are kept for.
+// the products of the basis and the factors are kept for.
 bool searched(Stretch s, int rows) {
-    return s.n >= rows / 2 && s.lo <= reach_of(rows) && s.cut <= reach_of(rows);
+    return s.n >= rows / 2 && s.lo + s.cut <= reach_of(rows);
+}
+
+// The Cholesky factor of the basis products over the first n rows, packed by
+// rows, as far as they are positive definite; kept for every length searched.
+const ShiftFactor& factor(RowShiftWork& m, int rows, int n) {
+    ShiftFactor& f = m.factors[rows - n];
+    if (f.rank >= 0) return f;
+    const double* tail = m.gram_tail[rows - n];
+    double* l = f.l;
+    f.rank = kBasis;
+    for (int i = 0; i < kBasis; ++i) {
+        double* li = l + i * (i + 1) / 2;
+        for (int j = 0, k = i; j <= i; k += kBasis - 1 - j, ++j) {  // k: the product of terms j and i
+            const double* lj = l + j * (j + 1) / 2;
+            double t = m.gram_total[k] - tail[k];
+            for (int c = 0; c < j; ++c) t -= li[c] * lj[c];
+            if (i == j) {
+                if (!(t > 1e-9 * double(n))) {
+                    f.rank = i;
+                    return f;
+                }
+                li[i] = std::sqrt(t);
+            } else {
+                li[j] = t / lj[j];
+            }
+        }
+    }
+    return f;
 }
 
 // Energy per row of a difference over the stretch, of total energy and
-// products b with the basis, less its least-squares fit, b' G^-1 b (Cholesky).
-double unfitted(const RowShiftWork& m, Stretch s, double energy, const double (&b)[kBasis]) {
-    double g[kBasis][kBasis];
-    for (int i = 0, k = 0; i < kBasis; ++i)
-        for (int j = i; j < kBasis; ++j, ++k) g[i][j] = g[j][i] = m.gram_total[k] - m.gram_head[s.lo][k] - m.gram_tail[s.cut][k];
-    double l[kBasis][kBasis] = {}, y[kBasis] = {};
-    for (int i = 0; i < kBasis; ++i) {
-        for (int j = 0; j <= i; ++j) {
-            double t = g[i][j];
-            for (int k = 0; k < j; ++k) t -= l[i][k] * l[j][k];
-            if (i == j) {
-                if (!(t > 1e-9 * double(s.n))) return energy / double(s.n);
-                l[i][i] = std::sqrt(t);
-            } else {
-                l[i][j] = t / l[j][j];
-            }
-        }
+// products b with the basis, less its least-squares fit, b' G^-1 b. A stretch
+// from row lo is the one from row 0 with each wave turned by lo rows, so b is
+// turned back and the factor shared by every stretch of its length.
+double unfitted(RowShiftWork& m, Stretch s, int rows, double energy, double (&b)[kBasis]) {
+    for (int i = 1; i < kBasis && s.lo > 0; i += 2) {
+        const double c = m.basis[i][s.lo], sn = m.basis[i + 1][s.lo], u = b[i];
+        b[i] = c * u + sn * b[i + 1];
+        b[i + 1] = c * b[i + 1] - sn * u;
+    }
+    const ShiftFactor& f = factor(m, rows, s.n);
+    double y[kBasis];
+    for (int i = 0; i < f.rank; ++i) {
+        const double* li = f.l + i * (i + 1) / 2;
         double t = b[i];
-        for (int k = 0; k < i; ++k) t -= l[i][k] * y[k];
-        y[i] = t / l[i][i];
+        for (int k = 0; k < i; ++k) t -= li[k] * y[k];
+        y[i] = t / li[i];
         energy -= y[i] * y[i];
     }
     return energy / double(s.n);
@@ -142,7 +165,7 @@ Split split(double shift) {
 
 // Energy per row of now[r] - before[r - shift] left after its least-squares
 // fit by the basis, over the rows where before[r - shift] exists: one pass.
-double mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
+double mismatch(RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
     const Stretch s = stretch(rows, shift);
     if (!searched(s, rows)) return HUGE_VAL;
     const Split at = split(shift);
@@ -153,7 +176,7 @@ double mismatch(const RowShiftWork& m, const double* now, const double* before, 
         energy += d * d;
         for (int i = 0; i < kBasis; ++i) b[i] += m.basis[i][r] * d;
     }
-    return unfitted(m, s, energy, b);
+    return unfitted(m, s, rows, energy, b);
 }
 
 // Sums over the stretch of the basis times before[r - lag], from the running
@@ -176,7 +199,7 @@ void lagged_basis(const RowShiftWork& m, Stretch s, int lag, double (&out)[kBasi
 
 // As mismatch, from the running sums of both profiles: only the cross
 // product of the profiles takes a pass over the rows.
-double quick_mismatch(const RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
+double quick_mismatch(RowShiftWork& m, const double* now, const double* before, int rows, double shift) {
     const Stretch s = stretch(rows, shift);
     if (!searched(s, rows)) return HUGE_VAL;
     const Split at = split(shift);
@@ -201,7 +224,7 @@ double quick_mismatch(const RowShiftWork& m, const double* now, const double* be
     }
     for (int i = 0; i < kBasis; ++i) b[i] = m.now_basis[i][s.hi + 1] - m.now_basis[i][s.lo] - lagged[i];
     const double energy = (m.now_squares[s.hi + 1] - m.now_squares[s.lo]) - 2.0 * cross + before_squares;
-    return unfitted(m, s, energy, b);
+    return unfitted(m, s, rows, energy, b);
 }
 
 bool complete(const double* v, int rows) {

@@ -24,23 +24,32 @@ constexpr int kMostRowShiftReach = KEVRA_MAX_ROWS / kLargestRowShiftShare > kLea
                                        ? KEVRA_MAX_ROWS / kLargestRowShiftShare
                                        : kLeastRowShiftReach;
 
-// Scratch of the search, kept by the caller (some 110 kB: not for the stack):
-// the basis per row; the basis products over all rows and over the first and
-// last rows up to the reach, since a searched stretch only leaves out an end;
-// running sums over the rows of the later profile against the basis and
-// itself, and of the earlier one against the basis, itself and its next row,
-// so that any stretch of rows costs two look-ups.
+// The Cholesky factor of the basis products over the first rows, packed by
+// rows; its first rank pivots are usable (-1: not yet factored).
+struct ShiftFactor {
+    int rank = -1;
+    double l[kShiftBasis * (kShiftBasis + 1) / 2];
+};
+
+// Scratch of the search, kept by the caller (some 115 kB: not for the stack):
+// the basis per row; the basis products over all rows and over the last rows
+// up to the reach, and their factors over the first rows of every searched
+// length (a searched stretch only leaves out an end, and is the stretch from
+// the first row with its waves turned); running sums over the rows of the
+// later profile against the basis and itself, and of the earlier one against
+// the basis, itself and its next row, so that any stretch of rows costs two
+// look-ups.
 struct RowShiftWork {
     static constexpr int kPairs = kShiftBasis * (kShiftBasis + 1) / 2;
     double basis[kShiftBasis][KEVRA_MAX_ROWS];
     double gram_total[kPairs];
-    double gram_head[kMostRowShiftReach + 1][kPairs];
     double gram_tail[kMostRowShiftReach + 1][kPairs];
     double now_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
     double now_squares[KEVRA_MAX_ROWS + 1];
     double before_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
     double before_squares[KEVRA_MAX_ROWS + 1];
     double before_pairs[KEVRA_MAX_ROWS + 1];
+    ShiftFactor factors[kMostRowShiftReach + 1];  // by rows left out
 };
 
 // The shift s (rows, a multiple of 1/8, up to a tenth of the rows either way)
