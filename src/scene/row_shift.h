@@ -50,6 +50,7 @@ struct RowShiftWork {
     double before_squares[KEVRA_MAX_ROWS + 1];
     double before_pairs[KEVRA_MAX_ROWS + 1];
     ShiftFactor factors[kMostRowShiftReach + 1];  // by rows left out
+    double change[KEVRA_MAX_ROWS];
 };
 
 // The shift s (rows, a multiple of 1/8, up to a tenth of the rows either way)
