@@ -30,17 +30,15 @@ int reach_of(int rows) {
     return rows / kLargestRowShiftShare > kLeastRowShiftReach ? rows / kLargestRowShiftShare : kLeastRowShiftReach;
 }
 
-// Sum of u[r] v[r] over n rows, in two interleaved halves so that a vector
-// unit may take both at once with the same roundings.
+// Sum of u[r] v[r] over n rows, in four interleaved parts so that a vector
+// unit may take them together with the same roundings on every build.
 double dot(const double* u, const double* v, int n) {
-    double even = 0.0, odd = 0.0;
+    double part[4] = {};
     int r = 0;
-    for (; r + 1 < n; r += 2) {
-        even += u[r] * v[r];
-        odd += u[r + 1] * v[r + 1];
-    }
-    if (r < n) even += u[r] * v[r];
-    return even + odd;
+    for (; r + 3 < n; r += 4)
+        for (int k = 0; k < 4; ++k) part[k] += u[r + k] * v[r + k];
+    for (; r < n; ++r) part[0] += u[r] * v[r];
+    return (part[0] + part[1]) + (part[2] + part[3]);
 }
 
 void prepare(RowShiftWork& m, int rows, const double (&rates)[2]) {
