@@ -278,6 +278,15 @@ double estimate_row_shift(const double* now, const double* before, int rows, con
     return best < 0.5 * still && std::fabs(shift) >= kSmallestRowShift ? shift : 0.0;
 }
 
+double row_shift_mismatch(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
+                          double shift, bool from_running_sums, RowShiftWork& m) {
+    prepare(m, rows, ripple_rates);
+    if (!from_running_sums) return mismatch(m, now, before, rows, shift);
+    prepare_now(m, now, rows);
+    prepare_before(m, before, rows);
+    return quick_mismatch(m, now, before, rows, shift);
+}
+
 bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)[KEVRA_MAX_ROWS], int zones,
                      int rows, double shift, RowShiftWork& m) {
     int helped = 0;

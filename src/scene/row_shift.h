@@ -63,6 +63,12 @@ struct RowShiftWork {
 double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
                           RowShiftWork& work);
 
+// The search's measure at one shift: energy per row of now[r] - before[r - shift]
+// left after its fit, by a pass over the rows or as the search takes it from
+// running sums (HUGE_VAL beyond the reach or short of half the rows).
+double row_shift_mismatch(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
+                          double shift, bool from_running_sums, RowShiftWork& work);
+
 // The shift is the camera's, not local content's: it halves the mismatch in
 // at least half of the zones and makes none clearly worse (more than doubled
 // beyond noise), as it would where the picture stood still. The scratch must
