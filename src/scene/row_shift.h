@@ -20,15 +20,37 @@ constexpr double kSmallestRowShift = 1.0;
 constexpr int kShiftHarmonics = 3;  // of each ripple
 constexpr int kShiftBasis = 1 + 4 * kShiftHarmonics;  // an offset, cos and sin of each harmonic of both ripples
 
-// Scratch of the search, kept by the caller (some 220 kB: not for the stack):
-// the basis per row and running sums over the rows of the basis products and
-// of the later profile against the basis and itself, so that any stretch of
-// rows costs two look-ups.
+constexpr int kMostRowShiftReach = KEVRA_MAX_ROWS / kLargestRowShiftShare > kLeastRowShiftReach
+                                       ? KEVRA_MAX_ROWS / kLargestRowShiftShare
+                                       : kLeastRowShiftReach;
+
+// The Cholesky factor of the basis products over the first rows, packed by
+// rows; its first rank pivots are usable (-1: not yet factored).
+struct ShiftFactor {
+    int rank = -1;
+    double l[kShiftBasis * (kShiftBasis + 1) / 2];
+};
+
+// Scratch of the search, kept by the caller (some 115 kB: not for the stack):
+// the basis per row; the basis products over all rows and over the last rows
+// up to the reach, and their factors over the first rows of every searched
+// length (a searched stretch only leaves out an end, and is the stretch from
+// the first row with its waves turned); running sums over the rows of the
+// later profile against the basis and itself, and of the earlier one against
+// the basis, itself and its next row, so that any stretch of rows costs two
+// look-ups.
 struct RowShiftWork {
+    static constexpr int kPairs = kShiftBasis * (kShiftBasis + 1) / 2;
     double basis[kShiftBasis][KEVRA_MAX_ROWS];
-    double gram[kShiftBasis * (kShiftBasis + 1) / 2][KEVRA_MAX_ROWS + 1];
+    double gram_total[kPairs];
+    double gram_tail[kMostRowShiftReach + 1][kPairs];
     double now_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
     double now_squares[KEVRA_MAX_ROWS + 1];
+    double before_basis[kShiftBasis][KEVRA_MAX_ROWS + 1];
+    double before_squares[KEVRA_MAX_ROWS + 1];
+    double before_pairs[KEVRA_MAX_ROWS + 1];
+    ShiftFactor factors[kMostRowShiftReach + 1];  // by rows left out
+    double change[KEVRA_MAX_ROWS];
 };
 
 // The shift s (rows, a multiple of 1/8, up to a tenth of the rows either way)
@@ -41,10 +63,16 @@ struct RowShiftWork {
 double estimate_row_shift(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
                           RowShiftWork& work);
 
+// The search's measure at one shift: energy per row of now[r] - before[r - shift]
+// left after its fit, by a pass over the rows or as the search takes it from
+// running sums (HUGE_VAL beyond the reach or short of half the rows).
+double row_shift_mismatch(const double* now, const double* before, int rows, const double (&ripple_rates)[2],
+                          double shift, bool from_running_sums, RowShiftWork& work);
+
 // The shift is the camera's, not local content's: it halves the mismatch in
 // at least half of the zones and makes none clearly worse (more than doubled
 // beyond noise), as it would where the picture stood still. The scratch must
-// hold the search's preparation.
+// hold the search's preparation; a shift beyond its reach is never global.
 bool shift_is_global(const double (*now)[KEVRA_MAX_ROWS], const double (*before)[KEVRA_MAX_ROWS], int zones,
                      int rows, double shift, RowShiftWork& work);
 
