@@ -81,7 +81,12 @@ ClosedLoopResult evaluate_closed_loop(const std::string& manifest_path, const st
     ClosedLoopResult result;
     result.frames = o.frames;
     for (bool probe : {false, true})
-        for (int latency = 0; latency < kLatencies; ++latency) result.settings.push_back(LoopScores{probe, latency});
+        for (int latency = 0; latency < kLatencies; ++latency) {
+            LoopScores s;
+            s.probe = probe;
+            s.latency = latency;
+            result.settings.push_back(s);
+        }
     Classifier classifier(QORKEVRASCENE::createInstance(), [](QORKEVRASCENE* s) { s->destroyInstance(s); });
     kevra_scene_settings settings{};
     settings.size = sizeof settings;
