@@ -49,6 +49,7 @@ private:
     Hysteresis hysteresis_;
     Verdict reported_{KEVRA_SCENE_UNKNOWN, 0.0};
     double held_lamp_ = 0.0;  // amplitude of the reported lamp when it was last seen
+    int32_t named_ = KEVRA_SCENE_UNKNOWN;  // the lamp named since the last reset, if any
     // The most a lamp of each frequency may be, by the evidence of the last
     // frame that said NONE: frames that cannot show more keep NONE.
     double none_bound_[2] = {HUGE_VAL, HUGE_VAL};

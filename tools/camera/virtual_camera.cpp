@@ -29,8 +29,15 @@ constexpr int64_t kLongestIntervalNs = 1000000000;
 
 int64_t nominal_offset_ns(int n, double fps) { return int64_t(std::llround(double(n) * 1e9 / fps)); }
 
+// The scene's own exposure at frame n, as the sequence would take it: a ramp,
+// else a change part-way.
 float own_exposure(const CameraScene& c, int n) {
     const SequenceOptions& q = c.sequence;
+    if (q.exposure_ramp != 1.0) {
+        double ramp = 1.0;
+        for (int k = 0; k < n; ++k) ramp *= q.exposure_ramp;
+        return float(double(c.scene.exposure_time) * ramp);
+    }
     return q.exposure_change_frame >= 0 && n >= q.exposure_change_frame ? q.exposure_after : c.scene.exposure_time;
 }
 
