@@ -1,5 +1,6 @@
 #include "closed_loop_eval.h"
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 
@@ -110,7 +111,12 @@ ClosedLoopResult evaluate_closed_loop(const std::string& manifest_path, const st
                 s.cpu_us += f.classifier_cpu_us;
                 s.frames += 1;
             });
-            if (label != Truth::Ambiguous) score(s, frames, truth_answer(label), label != Truth::None, record.id);
+            // A loop runs longer than the labelled frames: a ramp may carry a
+            // lamp's ripple into view after them.
+            double seen = 0.0;
+            for (const CameraFrame& f : frames) seen = std::fmax(seen, f.visible_ripple);
+            const Truth truth = label == Truth::None ? label_for(seen, record.mains) : label;
+            if (truth != Truth::Ambiguous) score(s, frames, truth_answer(truth), truth != Truth::None, record.id);
         }
     }
     progress.clear();
