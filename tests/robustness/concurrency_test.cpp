@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <thread>
 #include <vector>
 
+#include "robustness/on_threads.h"
 #include "robustness/scene_run.h"
 
 namespace {
@@ -37,20 +37,13 @@ TEST(Concurrency, DetectorsOnSeveralThreadsMatchSequentialRuns) {
 
     // Each thread runs every job in an order of its own, on a detector of its
     // own from either factory.
-    std::vector<int> mismatches(kThreads, 0);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            for (int n = 0; n < kJobs; ++n) {
-                const int j = n * (2 * t + 1) % kJobs;
-                auto scene = make_scene(j);
-                AppKEVRA* d = n % 2 ? AppKEVRA::getInstance() : static_cast<AppKEVRA*>(QORKEVRA::createInstance());
-                mismatches[t] += !scene->detect(*d) || scene->outputs() != want[j];
-                d->destroyInstance(d);
-            }
-        });
-    }
-    for (std::thread& th : threads) th.join();
+    const std::vector<int> mismatches = kevra_test::mismatches_on_threads(kThreads, kJobs, [&](int n, int j) {
+        auto scene = make_scene(j);
+        AppKEVRA* d = n % 2 ? AppKEVRA::getInstance() : static_cast<AppKEVRA*>(QORKEVRA::createInstance());
+        const bool same = scene->detect(*d) && scene->outputs() == want[size_t(j)];
+        d->destroyInstance(d);
+        return same;
+    });
     for (int t = 0; t < kThreads; ++t) EXPECT_EQ(mismatches[t], 0) << "thread " << t;
 }
 

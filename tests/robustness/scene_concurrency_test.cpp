@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include "kevra_scene.h"
+#include "robustness/on_threads.h"
 #include "support/scene_sequence.h"
 
 namespace {
@@ -51,19 +51,12 @@ TEST(Concurrency, SceneClassifiersOnSeveralThreadsMatchSequentialRuns) {
     }
     one->destroyInstance(one);
 
-    std::vector<int> mismatches(kThreads, 0);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([&, t] {
-            for (int n = 0; n < kJobs; ++n) {
-                const int j = n * (2 * t + 1) % kJobs;
-                QORKEVRASCENE* c = QORKEVRASCENE::createInstance();
-                mismatches[t] += classify(*c, sequences[size_t(j)]) != want[size_t(j)];
-                c->destroyInstance(c);
-            }
-        });
-    }
-    for (std::thread& th : threads) th.join();
+    const std::vector<int> mismatches = kevra_test::mismatches_on_threads(kThreads, kJobs, [&](int, int j) {
+        QORKEVRASCENE* c = QORKEVRASCENE::createInstance();
+        const bool same = classify(*c, sequences[size_t(j)]) == want[size_t(j)];
+        c->destroyInstance(c);
+        return same;
+    });
     for (int t = 0; t < kThreads; ++t) EXPECT_EQ(mismatches[t], 0) << "thread " << t;
 }
 
